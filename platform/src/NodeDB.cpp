@@ -1,0 +1,562 @@
+#include <kq/NodeDB.h>
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QJsonValue>
+
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <vector>
+
+namespace kq {
+
+Node::Node(const QString& id, const QString& name, kqm::smart<MemoryConfigSession> session)
+    : m_id(id)
+    , m_name(name)
+    , m_session(std::move(session))
+{
+}
+
+namespace {
+
+    const QLatin1String kNodes("nodes");
+    const QLatin1String kId("id");
+    const QLatin1String kName("name");
+    const QLatin1String kIdName("idName");
+    const QLatin1String kNeedsReboot("needsReboot");
+    const QLatin1String kImageRect("imageRect");
+    const QLatin1String kProperties("properties");
+    const QLatin1String kKind("kind");
+    const QLatin1String kValue("value");
+    const QLatin1String kValues("values");
+    const QLatin1String kSelected("selected");
+    const QLatin1String kMin("min");
+    const QLatin1String kMax("max");
+
+    // Collects what is wrong with the document; the first problem wins.
+    struct Reader {
+        QString node;
+        QString property;
+        QString error;
+
+        bool fail(const QString& what)
+        {
+            if (!error.isEmpty())
+                return false;
+            QString where;
+            if (!node.isEmpty())
+                where = QStringLiteral("node '%1'").arg(node);
+            if (!property.isEmpty())
+                where += (where.isEmpty() ? QString() : QStringLiteral(", ")) + QStringLiteral("property %1").arg(property);
+            error = where.isEmpty() ? what : where + QStringLiteral(": ") + what;
+            return false;
+        }
+
+        bool readInt32(const QJsonValue& v, const QString& key, qint32* out)
+        {
+            if (!v.isDouble())
+                return fail(QStringLiteral("'%1' must be an integer").arg(key));
+            const double d = v.toDouble();
+            if (std::trunc(d) != d || d < double(std::numeric_limits<qint32>::min())
+                || d > double(std::numeric_limits<qint32>::max()))
+                return fail(QStringLiteral("'%1' must be a 32-bit integer, not %2").arg(key).arg(d, 0, 'g', 17));
+            *out = qint32(d);
+            return true;
+        }
+
+        bool readId(const QJsonValue& v, qint32* out)
+        {
+            if (v.isString()) {
+                const QString text = v.toString();
+                if (!text.startsWith(QLatin1String("0x")) && !text.startsWith(QLatin1String("0X")))
+                    return fail(QStringLiteral("'id' text '%1' is not a 0x hexadecimal number").arg(text));
+                bool ok = false;
+                const quint32 n = text.mid(2).toUInt(&ok, 16);
+                if (!ok || text.size() == 2)
+                    return fail(QStringLiteral("'id' text '%1' is not a 32-bit hexadecimal number").arg(text));
+                *out = qint32(n);
+                return true;
+            }
+            if (v.isUndefined())
+                return fail(QStringLiteral("'id' is missing"));
+            return readInt32(v, QStringLiteral("id"), out);
+        }
+
+        bool readString(const QJsonObject& o, const QString& key, QString* out, bool required)
+        {
+            const QJsonValue v = o.value(key);
+            if (v.isUndefined()) {
+                if (required)
+                    return fail(QStringLiteral("'%1' is missing").arg(key));
+                return true;
+            }
+            if (!v.isString())
+                return fail(QStringLiteral("'%1' must be a string").arg(key));
+            *out = v.toString();
+            return true;
+        }
+
+        bool readBool(const QJsonObject& o, const QString& key, bool* out, bool required)
+        {
+            const QJsonValue v = o.value(key);
+            if (v.isUndefined()) {
+                if (required)
+                    return fail(QStringLiteral("'%1' is missing").arg(key));
+                return true;
+            }
+            if (!v.isBool())
+                return fail(QStringLiteral("'%1' must be true or false").arg(key));
+            *out = v.toBool();
+            return true;
+        }
+
+        bool readArray(const QJsonObject& o, const QString& key, QJsonArray* out)
+        {
+            const QJsonValue v = o.value(key);
+            if (v.isUndefined())
+                return fail(QStringLiteral("'%1' is missing").arg(key));
+            if (!v.isArray())
+                return fail(QStringLiteral("'%1' must be an array").arg(key));
+            *out = v.toArray();
+            return true;
+        }
+
+        bool readStrings(const QJsonObject& o, const QString& key, QVector<QString>* out)
+        {
+            QJsonArray a;
+            if (!readArray(o, key, &a))
+                return false;
+            out->reserve(a.size());
+            for (int i = 0; i < a.size(); ++i) {
+                if (!a.at(i).isString())
+                    return fail(QStringLiteral("element %1 of '%2' must be a string").arg(i).arg(key));
+                out->append(a.at(i).toString());
+            }
+            return true;
+        }
+
+        bool readSelectedIndex(const QJsonObject& o, int count, int* out)
+        {
+            const QJsonValue v = o.value(kSelected);
+            if (v.isUndefined()) {
+                *out = -1;
+                return true;
+            }
+            qint32 idx = 0;
+            if (!readInt32(v, kSelected, &idx))
+                return false;
+            if (idx < -1 || idx >= count)
+                return fail(QStringLiteral("'selected' index %1 is out of range (%2 values)").arg(idx).arg(count));
+            *out = idx;
+            return true;
+        }
+
+        template <class P>
+        std::unique_ptr<Property> readOptions(const QJsonObject& o, qint32 id, const QString& idName,
+            const QString& name, bool reboot)
+        {
+            using Info = typename P::InfoType;
+            using Option = typename Info::ValueType;
+            using T = typename std::remove_reference<decltype(Option().values.first())>::type;
+            QJsonArray a;
+            if (!readArray(o, kValues, &a))
+                return nullptr;
+            Option option;
+            for (int i = 0; i < a.size(); ++i) {
+                const QJsonValue v = a.at(i);
+                const QString key = QStringLiteral("values[%1]").arg(i);
+                if constexpr (std::is_same<T, QString>::value) {
+                    if (!v.isString()) {
+                        fail(QStringLiteral("element %1 of 'values' must be a string").arg(i));
+                        return nullptr;
+                    }
+                    option.values.append(v.toString());
+                } else if constexpr (std::is_same<T, int>::value) {
+                    qint32 n = 0;
+                    if (!readInt32(v, key, &n))
+                        return nullptr;
+                    option.values.append(n);
+                } else {
+                    if (!v.isDouble()) {
+                        fail(QStringLiteral("element %1 of 'values' must be a number").arg(i));
+                        return nullptr;
+                    }
+                    option.values.append(v.toDouble());
+                }
+            }
+            int selected = -1;
+            if (!readSelectedIndex(o, option.values.size(), &selected))
+                return nullptr;
+            option.selectedIndex = selected;
+            auto info = QSharedPointer<const Info>::create(id, idName, name, reboot);
+            return std::make_unique<P>(info, option);
+        }
+
+        std::unique_ptr<Property> readProperty(const QJsonObject& o)
+        {
+            qint32 id = 0;
+            if (!readId(o.value(kId), &id))
+                return nullptr;
+            property = QStringLiteral("0x%1").arg(quint32(id), 0, 16);
+            QString kind, idName, name;
+            bool reboot = false;
+            if (!readString(o, kKind, &kind, true) || !readString(o, kIdName, &idName, false)
+                || !readString(o, kName, &name, false) || !readBool(o, kNeedsReboot, &reboot, false))
+                return nullptr;
+
+            if (kind == QLatin1String("bool")) {
+                bool v = false;
+                if (!readBool(o, kValue, &v, true))
+                    return nullptr;
+                return std::make_unique<BoolProperty>(QSharedPointer<const BoolInfo>::create(id, idName, name, reboot), v);
+            }
+            if (kind == QLatin1String("long")) {
+                qint32 v = 0, lo = std::numeric_limits<qint32>::min(), hi = std::numeric_limits<qint32>::max();
+                if (o.value(kValue).isUndefined()) {
+                    fail(QStringLiteral("'value' is missing"));
+                    return nullptr;
+                }
+                if (!readInt32(o.value(kValue), kValue, &v))
+                    return nullptr;
+                if (o.contains(kMin) && !readInt32(o.value(kMin), kMin, &lo))
+                    return nullptr;
+                if (o.contains(kMax) && !readInt32(o.value(kMax), kMax, &hi))
+                    return nullptr;
+                if (lo > hi) {
+                    fail(QStringLiteral("'min' %1 is above 'max' %2").arg(lo).arg(hi));
+                    return nullptr;
+                }
+                return std::make_unique<LongProperty>(
+                    QSharedPointer<const LongInfo>::create(id, idName, name, reboot, lo, hi), v);
+            }
+            if (kind == QLatin1String("string")) {
+                QString v;
+                if (!readString(o, kValue, &v, true))
+                    return nullptr;
+                return std::make_unique<StringProperty>(
+                    QSharedPointer<const StringInfo>::create(id, idName, name, reboot), v);
+            }
+            if (kind == QLatin1String("longOptions"))
+                return readOptions<LongOptionsProperty>(o, id, idName, name, reboot);
+            if (kind == QLatin1String("doubleOptions"))
+                return readOptions<DoubleOptionsProperty>(o, id, idName, name, reboot);
+            if (kind == QLatin1String("stringOptions"))
+                return readOptions<StringOptionsProperty>(o, id, idName, name, reboot);
+            if (kind == QLatin1String("stringMultiOptions")) {
+                TMultiOptions<QString> option;
+                if (!readStrings(o, kValues, &option.values))
+                    return nullptr;
+                QJsonArray selected;
+                if (o.contains(kSelected) && !readArray(o, kSelected, &selected))
+                    return nullptr;
+                for (int i = 0; i < selected.size(); ++i) {
+                    qint32 idx = 0;
+                    if (!readInt32(selected.at(i), QStringLiteral("selected[%1]").arg(i), &idx))
+                        return nullptr;
+                    if (idx < 0 || idx >= option.values.size()) {
+                        fail(QStringLiteral("'selected' index %1 is out of range (%2 values)")
+                                 .arg(idx)
+                                 .arg(option.values.size()));
+                        return nullptr;
+                    }
+                    option.selectedIndices.append(idx);
+                }
+                using Info = StringMultiOptionsProperty::InfoType;
+                return std::make_unique<StringMultiOptionsProperty>(
+                    QSharedPointer<const Info>::create(id, idName, name, reboot), option);
+            }
+            if (kind == QLatin1String("stringList")) {
+                QVector<QString> v;
+                if (!readStrings(o, kValue, &v))
+                    return nullptr;
+                using Info = StringListProperty::InfoType;
+                return std::make_unique<StringListProperty>(
+                    QSharedPointer<const Info>::create(id, idName, name, reboot), Info::ValueType(v));
+            }
+            if (kind == QLatin1String("profiles")) {
+                const QJsonValue v = o.value(kValue);
+                if (!v.isObject()) {
+                    fail(v.isUndefined() ? QStringLiteral("'value' is missing")
+                                         : QStringLiteral("'value' must be an object of profile texts"));
+                    return nullptr;
+                }
+                Profiles profiles;
+                const QJsonObject map = v.toObject();
+                for (auto it = map.begin(); it != map.end(); ++it) {
+                    if (!it.value().isString()) {
+                        fail(QStringLiteral("profile '%1' must be a string").arg(it.key()));
+                        return nullptr;
+                    }
+                    profiles.insert(it.key(), Profile(it.value().toString()));
+                }
+                return std::make_unique<ProfilesProperty>(
+                    QSharedPointer<const ProfilesInfo>::create(id, idName, name, reboot), profiles);
+            }
+            fail(QStringLiteral("unknown kind '%1'").arg(kind));
+            return nullptr;
+        }
+
+        kqm::smart<Node> readNode(const QJsonObject& o)
+        {
+            node.clear();
+            property.clear();
+            QString id, name;
+            if (!readString(o, kId, &id, true))
+                return {};
+            if (id.isEmpty()) {
+                fail(QStringLiteral("'id' must not be empty"));
+                return {};
+            }
+            node = id;
+            if (!readString(o, kName, &name, false))
+                return {};
+
+            QRectF imageRect(0, 0, 1920, 1080);
+            if (o.contains(kImageRect)) {
+                QJsonArray r;
+                if (!readArray(o, kImageRect, &r))
+                    return {};
+                if (r.size() != 4) {
+                    fail(QStringLiteral("'imageRect' must hold x, y, width and height"));
+                    return {};
+                }
+                double n[4];
+                for (int i = 0; i < 4; ++i) {
+                    if (!r.at(i).isDouble()) {
+                        fail(QStringLiteral("'imageRect' must hold numbers"));
+                        return {};
+                    }
+                    n[i] = r.at(i).toDouble();
+                }
+                if (n[2] <= 0 || n[3] <= 0) {
+                    fail(QStringLiteral("'imageRect' must have a positive width and height"));
+                    return {};
+                }
+                imageRect = QRectF(n[0], n[1], n[2], n[3]);
+            }
+
+            kqm::smart<MemoryConfigSession> session(new MemoryConfigSession(imageRect));
+            QJsonArray properties;
+            if (o.contains(kProperties) && !readArray(o, kProperties, &properties))
+                return {};
+            for (int i = 0; i < properties.size(); ++i) {
+                property = QStringLiteral("#%1").arg(i);
+                if (!properties.at(i).isObject()) {
+                    fail(QStringLiteral("must be an object"));
+                    return {};
+                }
+                std::unique_ptr<Property> p = readProperty(properties.at(i).toObject());
+                if (!p)
+                    return {};
+                if (session->hasProperty(p->id(), HasProperties::k_contextIndexDefault)) {
+                    fail(QStringLiteral("duplicate property id"));
+                    return {};
+                }
+                session->addProperty(std::move(p));
+            }
+            property.clear();
+            for (auto it = o.begin(); it != o.end(); ++it) {
+                const QString key = it.key();
+                if (key != kId && key != kName && key != kImageRect && key != kProperties)
+                    session->setAttribute(key, it.value().toVariant());
+            }
+            return kqm::smart<Node>(new Node(id, name, session));
+        }
+    };
+
+    QJsonValue idToJson(qint32 id)
+    {
+        return QJsonValue(QStringLiteral("0x%1").arg(quint32(id), 0, 16));
+    }
+
+    template <class T>
+    QJsonArray arrayOf(const QVector<T>& values)
+    {
+        QJsonArray a;
+        for (const T& v : values)
+            a.append(QJsonValue(v));
+        return a;
+    }
+
+    QJsonObject propertyToJson(const Property* p)
+    {
+        QJsonObject o;
+        o.insert(kId, idToJson(p->id()));
+        const PropertyInfo* info = p->info();
+        if (!info->idName().isEmpty())
+            o.insert(kIdName, info->idName());
+        if (!info->name().isEmpty())
+            o.insert(kName, info->name());
+        if (info->needsReboot())
+            o.insert(kNeedsReboot, true);
+
+        if (auto b = dynamic_cast<const BoolProperty*>(p)) {
+            o.insert(kKind, QStringLiteral("bool"));
+            o.insert(kValue, b->value());
+        } else if (auto l = dynamic_cast<const LongProperty*>(p)) {
+            o.insert(kKind, QStringLiteral("long"));
+            o.insert(kValue, l->value());
+            if (l->typedInfo()->min != std::numeric_limits<qint32>::min())
+                o.insert(kMin, l->typedInfo()->min);
+            if (l->typedInfo()->max != std::numeric_limits<qint32>::max())
+                o.insert(kMax, l->typedInfo()->max);
+        } else if (auto s = dynamic_cast<const StringProperty*>(p)) {
+            o.insert(kKind, QStringLiteral("string"));
+            o.insert(kValue, s->value());
+        } else if (auto lo = dynamic_cast<const LongOptionsProperty*>(p)) {
+            o.insert(kKind, QStringLiteral("longOptions"));
+            o.insert(kValues, arrayOf(lo->value().values));
+            o.insert(kSelected, lo->value().selectedIndex);
+        } else if (auto d = dynamic_cast<const DoubleOptionsProperty*>(p)) {
+            o.insert(kKind, QStringLiteral("doubleOptions"));
+            o.insert(kValues, arrayOf(d->value().values));
+            o.insert(kSelected, d->value().selectedIndex);
+        } else if (auto so = dynamic_cast<const StringOptionsProperty*>(p)) {
+            o.insert(kKind, QStringLiteral("stringOptions"));
+            o.insert(kValues, arrayOf(so->value().values));
+            o.insert(kSelected, so->value().selectedIndex);
+        } else if (auto m = dynamic_cast<const StringMultiOptionsProperty*>(p)) {
+            o.insert(kKind, QStringLiteral("stringMultiOptions"));
+            o.insert(kValues, arrayOf(m->value().values));
+            o.insert(kSelected, arrayOf(m->value().selectedIndices));
+        } else if (auto sl = dynamic_cast<const StringListProperty*>(p)) {
+            o.insert(kKind, QStringLiteral("stringList"));
+            o.insert(kValue, arrayOf<QString>(sl->value()));
+        } else if (auto pr = dynamic_cast<const ProfilesProperty*>(p)) {
+            o.insert(kKind, QStringLiteral("profiles"));
+            QJsonObject map;
+            for (auto it = pr->value().begin(); it != pr->value().end(); ++it)
+                map.insert(it.key(), it.value().text);
+            o.insert(kValue, map);
+        } else {
+            return QJsonObject(); // a kind the document format has no word for
+        }
+        return o;
+    }
+
+} // namespace
+
+NodeDB* NodeDB::getDB()
+{
+    static NodeDB db;
+    return &db;
+}
+
+NodeDB::NodeDB() = default;
+NodeDB::~NodeDB() = default;
+
+kqm::smart<const Node> NodeDB::node(const QString& id) const
+{
+    return m_nodes.value(id);
+}
+
+kqm::smart<INodeConfigSession> NodeDB::session(const QString& id) const
+{
+    const kqm::smart<Node> n = m_nodes.value(id);
+    if (n.null())
+        return {};
+    return n->session();
+}
+
+QStringList NodeDB::nodeIds() const
+{
+    return m_order;
+}
+
+bool NodeDB::loadJson(const QByteArray& json, QString* error)
+{
+    QJsonParseError parseError;
+    const QJsonDocument doc = QJsonDocument::fromJson(json, &parseError);
+    Reader reader;
+    std::vector<kqm::smart<Node>> loaded;
+    if (doc.isNull()) {
+        reader.fail(QStringLiteral("malformed JSON at offset %1: %2")
+                        .arg(parseError.offset)
+                        .arg(parseError.errorString()));
+    } else if (!doc.isObject() || !doc.object().value(kNodes).isArray()) {
+        reader.fail(QStringLiteral("the document must be an object with a 'nodes' array"));
+    } else {
+        const QJsonArray nodes = doc.object().value(kNodes).toArray();
+        QSet<QString> seen;
+        for (int i = 0; i < nodes.size() && reader.error.isEmpty(); ++i) {
+            if (!nodes.at(i).isObject()) {
+                reader.fail(QStringLiteral("node #%1 must be an object").arg(i));
+                break;
+            }
+            kqm::smart<Node> n = reader.readNode(nodes.at(i).toObject());
+            if (n.null())
+                break;
+            if (seen.contains(n->id())) {
+                reader.property.clear();
+                reader.fail(QStringLiteral("duplicate node id"));
+                break;
+            }
+            seen.insert(n->id());
+            loaded.push_back(n);
+        }
+    }
+    if (!reader.error.isEmpty()) {
+        if (error)
+            *error = reader.error;
+        return false;
+    }
+    for (const kqm::smart<Node>& n : loaded) {
+        if (!m_nodes.contains(n->id()))
+            m_order.append(n->id());
+        m_nodes.insert(n->id(), n);
+    }
+    if (error)
+        error->clear();
+    return true;
+}
+
+QByteArray NodeDB::toJson() const
+{
+    QJsonArray nodes;
+    for (const QString& id : m_order) {
+        const kqm::smart<Node> n = m_nodes.value(id);
+        const kqm::smart<MemoryConfigSession> session = n->session();
+        QJsonObject o = QJsonObject::fromVariantMap(session->attributes());
+        o.insert(kId, n->id());
+        if (!n->name().isEmpty())
+            o.insert(kName, n->name());
+        const QRectF r = session->imageRect();
+        o.insert(kImageRect, QJsonArray { r.x(), r.y(), r.width(), r.height() });
+        QJsonArray properties;
+        for (const Property* p : session->properties()) {
+            const QJsonObject po = propertyToJson(p);
+            if (!po.isEmpty())
+                properties.append(po);
+        }
+        o.insert(kProperties, properties);
+        nodes.append(o);
+    }
+    QJsonObject root;
+    root.insert(kNodes, nodes);
+    return QJsonDocument(root).toJson(QJsonDocument::Indented);
+}
+
+void NodeDB::insert(const QString& id, const QString& name, kqm::smart<MemoryConfigSession> session)
+{
+    if (!m_nodes.contains(id))
+        m_order.append(id);
+    m_nodes.insert(id, kqm::smart<Node>(new Node(id, name, std::move(session))));
+}
+
+bool NodeDB::remove(const QString& id)
+{
+    if (!m_nodes.remove(id))
+        return false;
+    m_order.removeOne(id);
+    return true;
+}
+
+void NodeDB::clear()
+{
+    m_nodes.clear();
+    m_order.clear();
+}
+
+} // namespace kq

@@ -1,0 +1,10 @@
+#include <ConfigDialogs/Version.h>
+
+namespace ConfigDialogs {
+
+const char* version()
+{
+    return CONFIGDIALOGS_VERSION_STRING;
+}
+
+}
