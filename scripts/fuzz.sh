@@ -27,6 +27,6 @@ for t in $targets; do
     echo "== $t for ${seconds}s"
     LSAN_OPTIONS="suppressions=$here/fuzz/lsan.supp:print_suppressions=0" \
         QT_QPA_PLATFORM=offscreen "$build/fuzz/$t" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 \
-        -print_final_stats=0 "$work" 2>&1 | tail -n 3
+        -print_final_stats=0 -artifact_prefix="$build/artifact-$name-" "$work" 2>&1 | tail -n 3
 done
 echo "fuzz: all targets ran clean"
