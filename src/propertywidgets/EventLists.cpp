@@ -66,42 +66,28 @@ void updateEventListWidget(
 void updateEventListWidget(
     QListWidget* list, const kq::StringMultiOptionsProperty* property, const QVector<QString>& enabledEvents)
 {
-    if (!list)
-        return;
-    if (!property) {
-        setEnabled(list, false);
-        return;
-    }
-    storePropertyId(list, property);
-    updateEventListWidget(list, property->value(), enabledEvents);
+    if (bindProperty(list, property))
+        updateEventListWidget(list, property->value(), enabledEvents);
 }
 
 void updateEventListWidget(QListWidget* list, ConstNodeConfigSessionHandle session,
     kq::EStringMultiOptionsProperty id, const QVector<QString>& enabledEvents)
 {
-    if (!list)
-        return;
-    if (session.null() || !session->hasProperty(id, HasProperties::k_contextIndexDefault)) {
-        setEnabled(list, false);
-        return;
-    }
-    updateEventListWidget(list, session->property(id, HasProperties::k_contextIndexDefault), enabledEvents);
+    const kq::StringMultiOptionsProperty* property = offeredProperty(session, id);
+    if (requireProperty(list, property))
+        updateEventListWidget(list, property, enabledEvents);
 }
 
 void markEnabledEvents(QListWidget* list, QVector<QString>& enabledEvents)
 {
     if (!list || !isInitialized(list))
         return;
-    for (int row = 0; row < list->count(); ++row) {
-        QListWidgetItem* item = list->item(row);
-        const QString value = propertyValue(item);
-        if (value == QLatin1String("AE"))
-            continue;
+    forEachItemExceptAE(list, [&](QListWidgetItem* item, const QString& value) {
         const int state = checkState(item);
         if (indexOf(enabledEvents, value) >= 0) {
             if (state == Qt::Checked)
                 setItemWeight(item, itemFont(item), QFont::Bold);
-            continue;
+            return;
         }
         const QFont font = itemFont(item);
         if (isBold(font))
@@ -109,24 +95,20 @@ void markEnabledEvents(QListWidget* list, QVector<QString>& enabledEvents)
         // A disabled item cannot be changed by the user, so it keeps its state.
         if ((state == Qt::Checked || state == Qt::PartiallyChecked) && isEnabled(item))
             item->setCheckState(Qt::Unchecked);
-    }
+    });
 }
 
 void disableEventListWidgetItems(QListWidget* list, const QVector<QString>& configurable)
 {
     if (!list)
         return;
-    for (int row = 0; row < list->count(); ++row) {
-        QListWidgetItem* item = list->item(row);
-        const QString value = propertyValue(item);
-        if (value == QLatin1String("AE"))
-            continue;
+    forEachItemExceptAE(list, [&](QListWidgetItem* item, const QString& value) {
         const bool canConfigure = indexOf(configurable, value) >= 0;
         setEnabled(item, canConfigure);
         if (!canConfigure)
             item->setToolTip(QCoreApplication::translate(
                 "Statics", "Caution: Item not configurable. Please configure camera via browser!"));
-    }
+    });
 }
 
 } // namespace kq

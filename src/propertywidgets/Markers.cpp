@@ -73,6 +73,25 @@ void storePropertyId(QObject* widget, const kq::Property* property)
     widget->setProperty(k_propertyId, qlonglong(property->id()));
 }
 
+bool requireProperty(QWidget* widget, const kq::Property* property)
+{
+    if (!widget)
+        return false;
+    if (!property) {
+        setEnabled(widget, false);
+        return false;
+    }
+    return true;
+}
+
+bool bindProperty(QWidget* widget, const kq::Property* property)
+{
+    if (!requireProperty(widget, property))
+        return false;
+    storePropertyId(widget, property);
+    return true;
+}
+
 QFont itemFont(const QListWidgetItem* item) { return qvariant_cast<QFont>(item->data(Qt::FontRole)); }
 
 bool isBold(const QFont& font) { return font.weight() > QFont::Normal; }
@@ -176,35 +195,27 @@ void markEnabled(QListWidget* list, const QVector<QString>& enabled)
 {
     if (!list)
         return;
-    for (int row = 0; row < list->count(); ++row) {
-        QListWidgetItem* item = list->item(row);
-        const QString value = propertyValue(item);
-        if (value == QLatin1String("AE"))
-            continue;
+    forEachItemExceptAE(list, [&](QListWidgetItem* item, const QString& value) {
         if (indexOf(enabled, value) >= 0)
             storeItemFont(item, itemFont(item), QFont::Bold, QFont::StyleNormal);
-    }
+    });
 }
 
 void mergeMarkedEnabled(QListWidget* list, const QVector<QString>& enabled)
 {
     if (!list)
         return;
-    for (int row = 0; row < list->count(); ++row) {
-        QListWidgetItem* item = list->item(row);
-        const QString value = propertyValue(item);
-        if (value == QLatin1String("AE"))
-            continue;
+    forEachItemExceptAE(list, [&](QListWidgetItem* item, const QString& value) {
         const QFont font = itemFont(item);
         if (!isEnabled(item)) {
             storeItemFont(item, font, QFont::Normal, QFont::StyleNormal);
-            continue;
+            return;
         }
         // Italic marks a value active on some of the nodes but not on all.
         const bool activeHere = indexOf(enabled, value) >= 0;
         if (activeHere ? !isBold(font) : isBold(font))
             storeItemFont(item, font, QFont::Normal, QFont::StyleItalic);
-    }
+    });
 }
 
 } // namespace kq

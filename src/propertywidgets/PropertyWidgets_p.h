@@ -6,6 +6,7 @@
 #include <ConfigDialogs/PropertyWidgets.h>
 
 #include <QFont>
+#include <QListWidget>
 #include <QObject>
 #include <QString>
 #include <QVariant>
@@ -44,6 +45,41 @@ template <class Translator> void storeTranslator(QObject* widget, Translator tra
 {
     widget->setProperty("trns-helper", quint64(reinterpret_cast<quintptr>(translator)));
 }
+// Whether the widget can show the property: a null widget cannot, and a null
+// property disables the widget (with the "not available" tool tip).
+bool requireProperty(QWidget* widget, const kq::Property* property);
+// requireProperty(), then stores the property's identifier as "property-id".
+bool bindProperty(QWidget* widget, const kq::Property* property);
+
+// The session's typed property (read-only for string choices), or null when
+// there is no session or no such property.
+template <class Id>
+auto propertyOf(const ConstNodeConfigSessionHandle& session, Id id)
+    -> decltype(session->property(id, HasProperties::k_contextIndexDefault))
+{
+    return session.null() ? nullptr : session->property(id, HasProperties::k_contextIndexDefault);
+}
+// The same, asking the session first whether it has the property at all.
+template <class Id>
+auto offeredProperty(const ConstNodeConfigSessionHandle& session, Id id) -> decltype(propertyOf(session, id))
+{
+    if (session.null() || !session->hasProperty(id, HasProperties::k_contextIndexDefault))
+        return nullptr;
+    return propertyOf(session, id);
+}
+
+// Calls f(item, rawValue) for every item of the list except the one whose raw
+// value is "AE", which the event functions never touch.
+template <class F> void forEachItemExceptAE(QListWidget* list, F f)
+{
+    for (int row = 0; row < list->count(); ++row) {
+        QListWidgetItem* item = list->item(row);
+        const QString value = propertyValue(item);
+        if (value != QLatin1String("AE"))
+            f(item, value);
+    }
+}
+
 // Whether the item's font (Qt::FontRole; a default font when it holds none)
 // is bold, and that font.
 QFont itemFont(const QListWidgetItem* item);

@@ -14,20 +14,6 @@
 namespace kq {
 
 namespace {
-    bool sessionHas(const ConstNodeConfigSessionHandle& session, int id)
-    {
-        return !session.null() && session->hasProperty(id, HasProperties::k_contextIndexDefault);
-    }
-
-    // The typed property of the session (read-only for string choices), or
-    // null when there is no session.
-    template <class Id>
-    auto propertyOf(const ConstNodeConfigSessionHandle& session, Id id)
-        -> decltype(session->property(id, HasProperties::k_contextIndexDefault))
-    {
-        return session.null() ? nullptr : session->property(id, HasProperties::k_contextIndexDefault);
-    }
-
     void showSpinBoxValue(
         QSpinBox* box, const kq::Property* property, double shown, bool hasRange, int minimum, int maximum)
     {
@@ -80,14 +66,7 @@ namespace {
     template <class Property, class... Closest>
     int updatePropertyComboBox(QComboBox* box, const Property* property, Closest... closest)
     {
-        if (!box)
-            return -1;
-        if (!property) {
-            setEnabled(box, false);
-            return -1;
-        }
-        storePropertyId(box, property);
-        return updateComboBox(box, property->value(), closest...);
+        return bindProperty(box, property) ? updateComboBox(box, property->value(), closest...) : -1;
     }
 
     template <class Widget, class Translator>
@@ -133,37 +112,24 @@ void updateLabel(QLabel* label, const QString& title, const QString& a, const QS
 
 void updateLabel(QLabel* label, ConstNodeConfigSessionHandle session, kq::EStringProperty id)
 {
-    if (!label)
-        return;
-    if (!sessionHas(session, id)) {
-        setEnabled(label, false);
-        return;
-    }
-    updateLabel(label, propertyOf(session, id));
+    const kq::StringProperty* property = offeredProperty(session, id);
+    if (requireProperty(label, property))
+        updateLabel(label, property);
 }
 
 void updateLabel(QLabel* label, const QString& title, ConstNodeConfigSessionHandle session,
     kq::EStringProperty a, kq::EStringProperty b)
 {
-    if (!label)
-        return;
-    const kq::StringProperty* first = sessionHas(session, a) ? propertyOf(session, a) : nullptr;
-    const kq::StringProperty* second = first && sessionHas(session, b) ? propertyOf(session, b) : nullptr;
-    if (!second) {
-        setEnabled(label, false);
-        return;
-    }
-    updateLabel(label, title, first->value(), second->value());
+    const kq::StringProperty* first = offeredProperty(session, a);
+    const kq::StringProperty* second = first ? offeredProperty(session, b) : nullptr;
+    if (requireProperty(label, second))
+        updateLabel(label, title, first->value(), second->value());
 }
 
 void updateLineEdit(QLineEdit* edit, const kq::StringProperty* property)
 {
-    if (!edit)
+    if (!requireProperty(edit, property))
         return;
-    if (!property) {
-        setEnabled(edit, false);
-        return;
-    }
     if (isInitialized(edit)) {
         if (edit->text() != property->value())
             setIndeterminate(edit);
@@ -175,23 +141,15 @@ void updateLineEdit(QLineEdit* edit, const kq::StringProperty* property)
 
 void updateLineEdit(QLineEdit* edit, ConstNodeConfigSessionHandle session, kq::EStringProperty id)
 {
-    if (!edit)
-        return;
-    if (!sessionHas(session, id)) {
-        setEnabled(edit, false);
-        return;
-    }
-    updateLineEdit(edit, propertyOf(session, id));
+    const kq::StringProperty* property = offeredProperty(session, id);
+    if (requireProperty(edit, property))
+        updateLineEdit(edit, property);
 }
 
 int updateSpinBox(QSpinBox* box, kq::LongProperty* property)
 {
-    if (!box)
+    if (!requireProperty(box, property))
         return -1;
-    if (!property) {
-        setEnabled(box, false);
-        return -1;
-    }
     // The bounds are applied as they are while the value is scaled.
     const kq::LongInfo* info = property->typedInfo();
     showSpinBoxValue(box, property, property->value() * multiplierOf(box), true, info->min, info->max);
@@ -200,12 +158,8 @@ int updateSpinBox(QSpinBox* box, kq::LongProperty* property)
 
 void updateSpinBox(QSpinBox* box, kq::LongOptionsProperty* property, bool /*closest*/)
 {
-    if (!box)
+    if (!requireProperty(box, property))
         return;
-    if (!property) {
-        setEnabled(box, false);
-        return;
-    }
     const double multiplier = multiplierOf(box);
     const kq::TOptions<int>& option = property->value();
     // The range runs from the first to the last permitted value in list
@@ -230,25 +184,14 @@ int updateSpinBox(
 
 void updateCheckBox(QCheckBox* box, const kq::BoolProperty* property)
 {
-    if (!box)
-        return;
-    if (!property) {
-        setEnabled(box, false);
-        return;
-    }
-    storePropertyId(box, property);
-    showCheckState(box, property->value() ? Qt::Checked : Qt::Unchecked);
+    if (bindProperty(box, property))
+        showCheckState(box, property->value() ? Qt::Checked : Qt::Unchecked);
 }
 
 void updateCheckBox(QCheckBox* box, const kq::StringOptionsProperty* property)
 {
-    if (!box)
+    if (!bindProperty(box, property))
         return;
-    if (!property) {
-        setEnabled(box, false);
-        return;
-    }
-    storePropertyId(box, property);
     const QString falseValue = box->property("false-value").toString();
     const QString trueValue = box->property("true-value").toString();
     const QString selected = property->value().getSelectedValue();
@@ -263,13 +206,8 @@ void updateCheckBox(QCheckBox* box, const kq::StringOptionsProperty* property)
 
 void updateCheckBox(QCheckBox* box, const kq::ProfilesProperty* property)
 {
-    if (!box)
+    if (!bindProperty(box, property))
         return;
-    if (!property) {
-        setEnabled(box, false);
-        return;
-    }
-    storePropertyId(box, property);
     const QString trueValue = box->property("true-value").toString();
     const kq::Profiles& profiles = property->value();
     Qt::CheckState state = profiles.isEmpty() ? Qt::PartiallyChecked : Qt::Unchecked;
@@ -284,24 +222,16 @@ void updateCheckBox(QCheckBox* box, const kq::ProfilesProperty* property)
 
 void updateCheckBox(QCheckBox* box, ConstNodeConfigSessionHandle session, kq::EBoolProperty id)
 {
-    if (!box)
-        return;
-    if (!sessionHas(session, id)) {
-        setEnabled(box, false);
-        return;
-    }
-    updateCheckBox(box, propertyOf(session, id));
+    const auto* property = offeredProperty(session, id);
+    if (requireProperty(box, property))
+        updateCheckBox(box, property);
 }
 
 void updateCheckBox(QCheckBox* box, ConstNodeConfigSessionHandle session, kq::EStringOptionsProperty id)
 {
-    if (!box)
-        return;
-    if (!sessionHas(session, id)) {
-        setEnabled(box, false);
-        return;
-    }
-    updateCheckBox(box, propertyOf(session, id));
+    const auto* property = offeredProperty(session, id);
+    if (requireProperty(box, property))
+        updateCheckBox(box, property);
 }
 
 int updateComboBox(QComboBox* box, const kq::TOptions<int>& option, bool closest)
@@ -336,14 +266,9 @@ int updateComboBox(QComboBox* box, const kq::StringOptionsProperty* property)
 
 int updateComboBox(QComboBox* box, ConstNodeConfigSessionHandle session, kq::EBoolProperty id)
 {
-    if (!box)
-        return -1;
     const kq::BoolProperty* property = propertyOf(session, id);
-    if (!property) {
-        setEnabled(box, false);
+    if (!bindProperty(box, property))
         return -1;
-    }
-    storePropertyId(box, property);
     if (isInitialized(box)) {
         if (propertyValue(box).toBool() != property->value())
             setIndeterminate(box);
@@ -357,47 +282,27 @@ int updateComboBox(QComboBox* box, ConstNodeConfigSessionHandle session, kq::EBo
 int updateComboBox(
     QComboBox* box, ConstNodeConfigSessionHandle session, kq::ELongOptionsProperty id, bool closest)
 {
-    if (!box)
-        return -1;
-    if (!sessionHas(session, id)) {
-        setEnabled(box, false);
-        return -1;
-    }
-    return updateComboBox(box, propertyOf(session, id), closest);
+    const auto* property = offeredProperty(session, id);
+    return requireProperty(box, property) ? updateComboBox(box, property, closest) : -1;
 }
 
 int updateComboBox(
     QComboBox* box, ConstNodeConfigSessionHandle session, kq::EDoubleOptionsProperty id, bool closest)
 {
-    if (!box)
-        return -1;
-    if (!sessionHas(session, id)) {
-        setEnabled(box, false);
-        return -1;
-    }
-    return updateComboBox(box, propertyOf(session, id), closest);
+    const auto* property = offeredProperty(session, id);
+    return requireProperty(box, property) ? updateComboBox(box, property, closest) : -1;
 }
 
 int updateComboBox(QComboBox* box, ConstNodeConfigSessionHandle session, kq::EStringOptionsProperty id)
 {
-    if (!box)
-        return -1;
-    if (!sessionHas(session, id)) {
-        setEnabled(box, false);
-        return -1;
-    }
-    return updateComboBox(box, propertyOf(session, id));
+    const kq::StringOptionsProperty* property = offeredProperty(session, id);
+    return requireProperty(box, property) ? updateComboBox(box, property) : -1;
 }
 
 void updateRadioButton(QRadioButton* button, const kq::StringOptionsProperty* property)
 {
-    if (!button)
+    if (!bindProperty(button, property))
         return;
-    if (!property) {
-        setEnabled(button, false);
-        return;
-    }
-    storePropertyId(button, property);
     const bool checked = button->property("value").toString() == property->value().getSelectedValue();
     if (!isInitialized(button)) {
         button->setAutoExclusive(true);
@@ -432,26 +337,16 @@ void updateListWidget(QListWidget* list, const kq::TMultiOptions<QString>& optio
 
 void updateListWidget(QListWidget* list, const kq::StringMultiOptionsProperty* property)
 {
-    if (!list)
-        return;
-    if (!property) {
-        setEnabled(list, false);
-        return;
-    }
-    storePropertyId(list, property);
-    updateListWidget(list, property->value());
+    if (bindProperty(list, property))
+        updateListWidget(list, property->value());
 }
 
 void updateListWidget(
     QListWidget* list, ConstNodeConfigSessionHandle session, kq::EStringMultiOptionsProperty id)
 {
-    if (!list)
-        return;
-    if (!sessionHas(session, id)) {
-        setEnabled(list, false);
-        return;
-    }
-    updateListWidget(list, propertyOf(session, id));
+    const kq::StringMultiOptionsProperty* property = offeredProperty(session, id);
+    if (requireProperty(list, property))
+        updateListWidget(list, property);
 }
 
 void resetLabel(QLabel* label)

@@ -205,16 +205,12 @@ void mergeValueRange(QListWidget* list, const QVector<QString>& values)
 {
     if (!list)
         return;
-    for (int row = 0; row < list->count(); ++row) {
-        QListWidgetItem* item = list->item(row);
-        const QString value = propertyValue(item);
-        if (value == QLatin1String("AE"))
-            continue;
+    forEachItemExceptAE(list, [&](QListWidgetItem* item, const QString& value) {
         if (indexOf(values, value) < 0) {
             setEnabled(item, false);
             hide(item);
         }
-    }
+    });
     for (const QString& value : values) {
         if (!findItem(list, value)) {
             addValue(list, value, false, -1);
