@@ -95,7 +95,9 @@ CONFIGDIALOGS_EXPORT void setEnabled(QListWidget* list, const QString& value, bo
 // QStandardItemModel.
 CONFIGDIALOGS_EXPORT void setEnabled(QComboBox* box, int index, bool enable);
 // The same for the first entry whose raw value equals value (findData with
-// Qt's default flags); an absent value does nothing.
+// Qt's default flags, so a double also finds an equal 64-bit integer); an
+// absent value does nothing. An int argument picks the index form above:
+// pass a double to find a number.
 CONFIGDIALOGS_EXPORT void setEnabled(QComboBox* box, double value, bool enable);
 CONFIGDIALOGS_EXPORT void setEnabled(QComboBox* box, const QString& value, bool enable);
 // Whether the entry at index is enabled; false for a negative index, an index
@@ -325,7 +327,8 @@ CONFIGDIALOGS_EXPORT void updateListWidget(
 // tool tip) and remove "property-id" and "initialized".
 CONFIGDIALOGS_EXPORT void resetLabel(QLabel* label); // also ends a highlight
 CONFIGDIALOGS_EXPORT void resetLineEdit(QLineEdit* edit);
-// The translator (may be null) is stored as "trns-helper".
+// The translator (may be null) is stored as "trns-helper". For no translator
+// pass a typed null, e.g. kq::StringTranslator(), so the overload is clear.
 CONFIGDIALOGS_EXPORT void resetListWidget(QListWidget* list, StringTranslator translator);
 CONFIGDIALOGS_EXPORT void resetComboBox(QComboBox* box, NumberTranslator translator);
 CONFIGDIALOGS_EXPORT void resetComboBox(QComboBox* box, StringTranslator translator);
