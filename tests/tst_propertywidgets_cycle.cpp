@@ -58,6 +58,11 @@ QString exposureText(const QString& value)
     return QString();
 }
 
+QString streamText(const QString& value)
+{
+    return value == QLatin1String("h264") ? QStringLiteral("H.264") : QString();
+}
+
 QString gammaText(double value) { return value == 1.0 ? QStringLiteral("Linear") : QString(); }
 
 QVector<QString> strings(const QString& commaSeparated)
@@ -907,7 +912,7 @@ void TestPropertyWidgetsCycle::listWidget()
     auto* streams = add<QListWidget>();
     auto* missing = add<QListWidget>();
     showWindow();
-    kq::resetListWidget(streams, nullptr);
+    kq::resetListWidget(streams, &streamText);
     kq::resetListWidget(missing, nullptr);
     for (const QString& node : kNodes) {
         kq::updateListWidget(streams, constSession(node), kq::EStringMultiOptionsProperty(0x7001));
@@ -919,6 +924,8 @@ void TestPropertyWidgetsCycle::listWidget()
     QListWidgetItem* h265 = kq::findItem(streams, QStringLiteral("h265"));
     QVERIFY(h264 && mjpeg && h265);
     QCOMPARE(streams->count(), 3);
+    QCOMPARE(h264->text(), QStringLiteral("H.264"));
+    QCOMPARE(mjpeg->text(), QCoreApplication::translate("Statics", "mjpeg"));
     QCOMPARE(checkState(h264), int(Qt::Checked));
     QCOMPARE(checkState(mjpeg), int(Qt::PartiallyChecked));
     // h265 is missing on cam-2: hidden and disabled.

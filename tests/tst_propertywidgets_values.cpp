@@ -389,6 +389,8 @@ private Q_SLOTS:
     void mergeDouble();
     void mergeString_data();
     void mergeString();
+    void readCurrentEntry_data();
+    void readCurrentEntry();
 
     // Multiple selection in list widgets
     void showAndMergeListSelection();
@@ -466,9 +468,12 @@ private Q_SLOTS:
     void sessionLabelTwoIdentifiers();
     void sessionFormsMissingProperty_data();
     void sessionFormsMissingProperty();
+    void nullWidgets();
+    void nullPropertyForwarders();
     void propertyFormsNullProperty_data();
     void propertyFormsNullProperty();
     void resetCheckBoxArgumentOrder();
+    void resetLabelEndsHighlight();
     void resetFunctionsForgetState_data();
     void resetFunctionsForgetState();
 
@@ -709,6 +714,46 @@ void TestPropertyWidgetsValues::mergeString()
         QCOMPARE(kq::isIndeterminate(&box), expected < 0);
         QCOMPARE(box.currentIndex(), expected < 0 ? 0 : 1);
     }
+}
+
+void TestPropertyWidgetsValues::readCurrentEntry_data()
+{
+    QTest::addColumn<QVariant>("raw");
+    QTest::addColumn<int>("asLong");
+    QTest::addColumn<double>("asDouble");
+    QTest::addColumn<QString>("asString");
+
+    QTest::newRow("int") << QVariant(qlonglong(42)) << 42 << 42.0 << "42";
+    QTest::newRow("64-bit integer truncated to 32 bits")
+        << QVariant(qlonglong(0x100000005LL)) << 5 << 4294967301.0 << "4294967301";
+    QTest::newRow("negative") << QVariant(qlonglong(-7)) << -7 << -7.0 << "-7";
+    // QVariant's conversion of a double to an integer rounds.
+    QTest::newRow("double") << QVariant(2.5) << 3 << 2.5 << "2.5";
+    QTest::newRow("string") << QVariant(QStringLiteral("auto")) << 0 << 0.0 << "auto";
+    QTest::newRow("marker entry") << QVariant() << 0 << 0.0 << "";
+}
+
+void TestPropertyWidgetsValues::readCurrentEntry()
+{
+    QFETCH(QVariant, raw);
+    QFETCH(int, asLong);
+    QFETCH(double, asDouble);
+    QFETCH(QString, asString);
+
+    QComboBox box;
+    box.addItem(QStringLiteral("first"), QStringLiteral("x"));
+    box.addItem(QStringLiteral("current"), raw);
+    box.setCurrentIndex(1);
+    QCOMPARE(kq::propertyValue(&box), raw);
+    QCOMPARE(kq::longPropertyValue(&box), asLong);
+    QCOMPARE(kq::doublePropertyValue(&box), asDouble);
+    QCOMPARE(kq::stringPropertyValue(&box), asString);
+
+    // A long option written back from this entry receives the truncated
+    // number; nothing is written while the entry is the marker.
+    auto option = makeProperty<kq::LongOptionsProperty>(0x1301, intOptions({ 0, asLong }, 0));
+    QCOMPARE(kq::setProperty(option.get(), &box), raw.isValid());
+    QCOMPARE(option->value().selectedIndex, raw.isValid() && asLong != 0 ? 1 : 0);
 }
 
 // ---------------------------------------------------------------------------
@@ -1625,21 +1670,26 @@ void TestPropertyWidgetsValues::sessionLabelTwoIdentifiers()
 void TestPropertyWidgetsValues::sessionFormsMissingProperty_data()
 {
     QTest::addColumn<QString>("form");
-    for (const char* form : { "label", "line edit", "long spin box", "long option spin box", "bool combo box",
-             "long option combo box", "double option combo box", "string option combo box", "bool check box",
-             "string option check box", "radio button", "list widget", "event list" })
-        QTest::newRow(form) << QString::fromLatin1(form);
+    QTest::addColumn<bool>("nullSession");
+    for (const char* form : { "label", "title label", "line edit", "long spin box", "long option spin box",
+             "bool combo box", "long option combo box", "double option combo box", "string option combo box",
+             "bool check box", "string option check box", "radio button", "list widget", "event list" }) {
+        QTest::addRow("%s, missing property", form) << QString::fromLatin1(form) << false;
+        QTest::addRow("%s, null session", form) << QString::fromLatin1(form) << true;
+    }
 }
 
 void TestPropertyWidgetsValues::sessionFormsMissingProperty()
 {
     QFETCH(QString, form);
+    QFETCH(bool, nullSession);
 
-    // The session holds properties of every kind, just not under the
-    // identifier asked for.
+    // The session holds a property, just not under the identifier asked for.
     kqm::smart<kq::MemoryConfigSession> memory(new kq::MemoryConfigSession);
     addProperty<kq::StringProperty>(memory.get(), 1, QStringLiteral("x"));
-    const kqm::smart<const kq::INodeConfigSession> session(memory);
+    const kqm::smart<const kq::INodeConfigSession> session = nullSession
+        ? kqm::smart<const kq::INodeConfigSession>()
+        : kqm::smart<const kq::INodeConfigSession>(memory);
     const int id = 0xf01;
 
     QLabel label;
@@ -1655,6 +1705,11 @@ void TestPropertyWidgetsValues::sessionFormsMissingProperty()
         kq::resetLabel(&label);
         widget = &label;
         kq::updateLabel(&label, session, kq::EStringProperty(id));
+    } else if (form == QLatin1String("title label")) {
+        kq::resetLabel(&label);
+        widget = &label;
+        kq::updateLabel(
+            &label, QStringLiteral("Zoom"), session, kq::EStringProperty(1), kq::EStringProperty(id));
     } else if (form == QLatin1String("line edit")) {
         kq::resetLineEdit(&edit);
         widget = &edit;
@@ -1707,6 +1762,130 @@ void TestPropertyWidgetsValues::sessionFormsMissingProperty()
     QCOMPARE(result, -1);
     QVERIFY(!widget->isEnabled());
     QCOMPARE(widget->toolTip(), kNotAvailable);
+}
+
+void TestPropertyWidgetsValues::nullWidgets()
+{
+    // Every function accepts a null widget: readers answer empty values,
+    // selectors -1, write-backs false, and nothing is written.
+    kqm::smart<kq::MemoryConfigSession> memory(new kq::MemoryConfigSession);
+    auto* number = addProperty<kq::LongProperty>(memory.get(), 0x1201, 3, 0, 10);
+    auto* text = addProperty<kq::StringProperty>(memory.get(), 0x1202, QStringLiteral("t"));
+    auto* flag = addProperty<kq::BoolProperty>(memory.get(), 0x1203, true);
+    auto* choice = addProperty<kq::StringOptionsProperty>(
+        memory.get(), 0x1204, stringOptions(QStringLiteral("a,b"), 1));
+    auto* numbers = addProperty<kq::LongOptionsProperty>(memory.get(), 0x1205, intOptions({ 1, 2 }, 1));
+    auto* reals
+        = addProperty<kq::DoubleOptionsProperty>(memory.get(), 0x1206, kq::TOptions<double>({ 0.5 }, 0));
+    auto* multi = addProperty<kq::StringMultiOptionsProperty>(
+        memory.get(), 0x1207, kq::TMultiOptions<QString>(strings(QStringLiteral("a,b")), { 1 }));
+    const kqm::smart<const kq::INodeConfigSession> session(memory);
+
+    QComboBox* noCombo = nullptr;
+    QSpinBox* noSpin = nullptr;
+    QCheckBox* noCheck = nullptr;
+    QLineEdit* noEdit = nullptr;
+    QLabel* noLabel = nullptr;
+    QListWidget* noList = nullptr;
+    QRadioButton* noRadio = nullptr;
+    const QListWidgetItem* noItem = nullptr;
+
+    QVERIFY(!kq::propertyValue(noCombo).isValid());
+    QCOMPARE(kq::longPropertyValue(noCombo), 0);
+    QCOMPARE(kq::doublePropertyValue(noCombo), 0.0);
+    QCOMPARE(kq::stringPropertyValue(noCombo), QString());
+    QCOMPARE(kq::propertyValue(noItem), QString());
+
+    QCOMPARE(kq::setPropertyValue(noCombo, 1, false), -1);
+    QCOMPARE(kq::setPropertyValue(noCombo, 1.0, true), -1);
+    QCOMPARE(kq::setPropertyValue(noCombo, true), -1);
+    QCOMPARE(kq::setPropertyValue(noCombo, QStringLiteral("a")), -1);
+    QCOMPARE(kq::mergePropertyValue(noCombo, 1.0, false), -1);
+    QCOMPARE(kq::mergePropertyValue(noCombo, QStringLiteral("a")), -1);
+    QCOMPARE(kq::updateComboBox(noCombo, intOptions({ 1 }, 0), false), -1);
+    QCOMPARE(kq::updateComboBox(noCombo, session, kq::EStringOptionsProperty(0x1204)), -1);
+    QCOMPARE(kq::updateComboBox(noCombo, session, kq::EBoolProperty(0x1203)), -1);
+    QCOMPARE(kq::updateSpinBox(noSpin, session, kq::ELongProperty(0x1201)), -1);
+    QCOMPARE(kq::updateSpinBox(noSpin, session, kq::ELongOptionsProperty(0x1205), false), -1);
+
+    QVERIFY(!kq::setProperty(number, noSpin));
+    QVERIFY(!kq::setProperty(numbers, noSpin));
+    QVERIFY(!kq::setProperty(numbers, noCombo));
+    QVERIFY(!kq::setProperty(reals, noCombo));
+    QVERIFY(!kq::setProperty(choice, noCombo));
+    QVERIFY(!kq::setProperty(session, noCombo));
+    QVERIFY(!kq::setProperty(flag, noCombo));
+    QVERIFY(!kq::setProperty(flag, noCheck));
+    QVERIFY(!kq::setProperty(choice, noCheck));
+    QVERIFY(!kq::setProperty(choice->value(), noCheck));
+    QVERIFY(!kq::setProperty(choice, noRadio));
+    QVERIFY(!kq::setProperty(session, noRadio));
+    kq::setProperty(text, noEdit);
+    kq::setProperty(multi, noList);
+    kq::setProperty(multi->value(), noList);
+
+    kq::updateLabel(noLabel, session, kq::EStringProperty(0x1202));
+    kq::updateLineEdit(noEdit, session, kq::EStringProperty(0x1202));
+    kq::updateCheckBox(noCheck, session, kq::EBoolProperty(0x1203));
+    kq::updateCheckBox(noCheck, session, kq::EStringOptionsProperty(0x1204));
+    kq::updateRadioButton(noRadio, session, kq::EStringOptionsProperty(0x1204));
+    kq::updateListWidget(noList, session, kq::EStringMultiOptionsProperty(0x1207));
+    kq::updateEventListWidget(
+        noList, session, kq::EStringMultiOptionsProperty(0x1207), strings(QStringLiteral("a")));
+    QVector<QString> enabledEvents = strings(QStringLiteral("a"));
+    kq::markEnabledEvents(noList, enabledEvents);
+    kq::disableEventListWidgetItems(noList, enabledEvents);
+    kq::setListToolTip(noList);
+    kq::resetLabel(noLabel);
+    kq::resetLineEdit(noEdit);
+    kq::resetListWidget(noList, nullptr);
+    kq::resetComboBox(noCombo, QStringLiteral("On"), QStringLiteral("Off"));
+    kq::resetCheckBox(noCheck, QStringLiteral("off"), QStringLiteral("on"));
+
+    // Nothing was written.
+    QCOMPARE(number->value(), 3);
+    QCOMPARE(text->value(), QStringLiteral("t"));
+    QCOMPARE(flag->value(), true);
+    QCOMPARE(choice->value().selectedIndex, 1);
+    QCOMPARE(choice->value().values, strings(QStringLiteral("a,b")));
+    QCOMPARE(numbers->value().selectedIndex, 1);
+    QCOMPARE(reals->value().selectedIndex, 0);
+    QCOMPARE(multi->value().selectedIndices, QVector<int> { 1 });
+}
+
+void TestPropertyWidgetsValues::nullPropertyForwarders()
+{
+    QComboBox box;
+    kq::addValue(&box, QStringLiteral("a"), true);
+    kq::addValue(&box, QStringLiteral("b"), true);
+    box.setCurrentIndex(1);
+    const kq::StringOptionsProperty* none = nullptr;
+    QCOMPARE(kq::setPropertyValue(&box, none), -1);
+    QCOMPARE(kq::mergePropertyValue(&box, none), -1);
+    kq::setValueRange(&box, none);
+    kq::mergeValueRange(&box, none);
+    QCOMPARE(box.count(), 2);
+    QCOMPARE(box.currentIndex(), 1);
+    QVERIFY(kq::isEnabled(&box, 0));
+    QVERIFY(!kq::isIndeterminate(&box));
+
+    QListWidget list;
+    QListWidgetItem* item = addItem(&list, QStringLiteral("a"), Qt::Checked);
+    const kq::StringMultiOptionsProperty* noMulti = nullptr;
+    kq::setValueRange(&list, noMulti);
+    kq::mergeValueRange(&list, noMulti);
+    kq::setPropertyValue(&list, noMulti);
+    kq::mergePropertyValue(&list, noMulti);
+    QCOMPARE(list.count(), 1);
+    QCOMPARE(checkState(item), int(Qt::Checked));
+    QVERIFY(kq::isEnabled(item));
+    QVERIFY(!item->isHidden());
+
+    // The line edit's property form disables the edit for a null property.
+    QLineEdit edit;
+    kq::updateLineEdit(&edit, static_cast<const kq::StringProperty*>(nullptr));
+    QVERIFY(!edit.isEnabled());
+    QCOMPARE(edit.toolTip(), kNotAvailable);
 }
 
 void TestPropertyWidgetsValues::propertyFormsNullProperty_data()
@@ -1775,6 +1954,20 @@ void TestPropertyWidgetsValues::resetCheckBoxArgumentOrder()
     QCOMPARE(box.property("true-value").toString(), QStringLiteral("on"));
     QCOMPARE(box.checkState(), Qt::Unchecked);
     QVERIFY(!box.isTristate());
+}
+
+void TestPropertyWidgetsValues::resetLabelEndsHighlight()
+{
+    QLabel label;
+    const QFont font = label.font();
+    const QPalette palette = label.palette();
+    kq::highlight(&label, true);
+    QVERIFY(label.font().bold());
+    kq::resetLabel(&label);
+    QCOMPARE(label.font(), font);
+    QCOMPARE(label.palette(), palette);
+    QVERIFY(!label.property("old-font").isValid());
+    QVERIFY(!label.property("old-palette").isValid());
 }
 
 void TestPropertyWidgetsValues::resetFunctionsForgetState_data()
