@@ -19,21 +19,16 @@
 #include <QVBoxLayout>
 #include <QtTest>
 
+#include "propertywidgets_testsupport.h"
+
 #include <functional>
 
 namespace {
 
+using namespace pwtest;
+
 const int kContext = kq::HasProperties::k_contextIndexDefault;
 const QStringList kNodes { QStringLiteral("cam-1"), QStringLiteral("cam-2"), QStringLiteral("cam-3") };
-const QString kNotAvailable = QStringLiteral("This feature is not available for the connected camera.");
-const QString kSelectWarning = QStringLiteral(
-    "Caution: Selecting this event it will activate the corresponding event on the camera(s)!");
-const QString kDeselectNote
-    = QStringLiteral("Deselection of this event will not deactivate the corresponding event.");
-const QString kNotConfigurable
-    = QStringLiteral("Caution: Item not configurable. Please configure camera via browser!");
-
-QString marker() { return QCoreApplication::translate("Statics", "<Multiple Values>"); }
 
 kq::NodeDB* db() { return kq::NodeDB::getDB(); }
 
@@ -65,44 +60,40 @@ QString streamText(const QString& value)
 
 QString gammaText(double value) { return value == 1.0 ? QStringLiteral("Linear") : QString(); }
 
-QVector<QString> strings(const QString& commaSeparated)
+// The node's typed property of that identifier (its kind follows from the
+// identifier's enumeration), or null.
+template <class Id>
+auto typedProperty(const QString& node, Id id) -> decltype(session(node)->property(id, kContext))
 {
-    QVector<QString> result;
-    if (commaSeparated.isEmpty())
-        return result;
-    for (const QString& s : commaSeparated.split(QLatin1Char(',')))
-        result.append(s);
-    return result;
+    return session(node)->property(id, kContext);
 }
-
-// Typed property lookups in a node's session.
 kq::StringProperty* stringProperty(const QString& node, int id)
 {
-    return session(node)->property(kq::EStringProperty(id), kContext);
+    return typedProperty(node, kq::EStringProperty(id));
 }
 kq::LongProperty* longProperty(const QString& node, int id)
 {
-    return session(node)->property(kq::ELongProperty(id), kContext);
+    return typedProperty(node, kq::ELongProperty(id));
 }
 kq::BoolProperty* boolProperty(const QString& node, int id)
 {
-    return session(node)->property(kq::EBoolProperty(id), kContext);
+    return typedProperty(node, kq::EBoolProperty(id));
 }
 kq::LongOptionsProperty* longOptions(const QString& node, int id)
 {
-    return session(node)->property(kq::ELongOptionsProperty(id), kContext);
+    return typedProperty(node, kq::ELongOptionsProperty(id));
 }
 kq::DoubleOptionsProperty* doubleOptions(const QString& node, int id)
 {
-    return session(node)->property(kq::EDoubleOptionsProperty(id), kContext);
+    return typedProperty(node, kq::EDoubleOptionsProperty(id));
 }
 kq::StringOptionsProperty* stringOptions(const QString& node, int id)
 {
-    return session(node)->property(kq::EStringOptionsProperty(id), kContext);
+    return typedProperty(node, kq::EStringOptionsProperty(id));
 }
 kq::StringMultiOptionsProperty* multiOptions(const QString& node, int id)
 {
-    return session(node)->property(kq::EStringMultiOptionsProperty(id), kContext);
+    return typedProperty(node, kq::EStringMultiOptionsProperty(id));
 }
 
 QString selectedString(const QString& node, int id)
@@ -459,7 +450,7 @@ void TestPropertyWidgetsCycle::labels()
             kq::EStringProperty(0x1005));
         kq::updateLabel(missing, constSession(node), kq::EStringProperty(0x1005));
     }
-    QCOMPARE(differing->text(), marker());
+    QCOMPARE(differing->text(), staticsMarker());
     QVERIFY(kq::isIndeterminate(differing));
     QCOMPARE(equal->text(), QStringLiteral("Hall"));
     QCOMPARE(zoom->text(), QStringLiteral("Zoom: 1/4"));
@@ -489,7 +480,7 @@ void TestPropertyWidgetsCycle::lineEdit()
         kq::updateLineEdit(equal, constSession(node), kq::EStringProperty(0x1002));
         kq::updateLineEdit(missing, constSession(node), kq::EStringProperty(0x1005));
     }
-    QCOMPARE(differing->text(), marker());
+    QCOMPARE(differing->text(), staticsMarker());
     QCOMPARE(equal->text(), QStringLiteral("Hall"));
     QVERIFY(!missing->isEnabled());
     QCOMPARE(missing->toolTip(), kNotAvailable);
@@ -525,7 +516,7 @@ void TestPropertyWidgetsCycle::longSpinBox()
     QVERIFY(!kq::isIndeterminate(brightness));
     QCOMPARE(brightness->property("property-id").toInt(), 0x2001);
     QVERIFY(kq::isIndeterminate(gain));
-    QCOMPARE(gain->text(), marker());
+    QCOMPARE(gain->text(), staticsMarker());
 
     // Applied unchanged, the indeterminate box keeps each node's gain.
     for (const QString& node : kNodes)

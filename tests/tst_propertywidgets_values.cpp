@@ -22,32 +22,16 @@
 #include <QSpinBox>
 #include <QtTest>
 
+#include "propertywidgets_testsupport.h"
+
 #include <memory>
 
 namespace {
 
+using namespace pwtest;
+
 using LongOptionsInfo = kq::TOptionsInfo<kq::ELongOptionsProperty, kq::TOptions<int>>;
 using StringOptionsInfo = kq::TOptionsInfo<kq::EStringOptionsProperty, kq::TOptions<QString>>;
-
-const QString kNotAvailable = QStringLiteral("This feature is not available for the connected camera.");
-const QString kSelectWarning = QStringLiteral(
-    "Caution: Selecting this event it will activate the corresponding event on the camera(s)!");
-const QString kDeselectNote
-    = QStringLiteral("Deselection of this event will not deactivate the corresponding event.");
-const QString kNotConfigurable
-    = QStringLiteral("Caution: Item not configurable. Please configure camera via browser!");
-
-QString staticsMarker() { return QCoreApplication::translate("Statics", "<Multiple Values>"); }
-
-QVector<QString> strings(const QString& commaSeparated)
-{
-    QVector<QString> result;
-    if (commaSeparated.isEmpty())
-        return result;
-    for (const QString& s : commaSeparated.split(QLatin1Char(',')))
-        result.append(s);
-    return result;
-}
 
 // A property of kind P with a fresh info; extra arguments go to the info
 // (the bounds of an integer property).
