@@ -14,6 +14,19 @@
 namespace kq {
 
 namespace {
+    // Labels and line edits: the first node's text is shown, a differing
+    // later one makes the widget indeterminate.
+    template <class Widget> void showText(Widget* widget, const QString& text)
+    {
+        if (isInitialized(widget)) {
+            if (widget->text() != text)
+                setIndeterminate(widget);
+            return;
+        }
+        markInitialized(widget);
+        widget->setText(text);
+    }
+
     void showSpinBoxValue(
         QSpinBox* box, const kq::Property* property, double shown, bool hasRange, int minimum, int maximum)
     {
@@ -83,15 +96,8 @@ namespace {
 
 void updateLabel(QLabel* label, const QString& text)
 {
-    if (!label)
-        return;
-    if (isInitialized(label)) {
-        if (label->text() != text)
-            setIndeterminate(label);
-        return;
-    }
-    markInitialized(label);
-    label->setText(text);
+    if (label)
+        showText(label, text);
 }
 
 void updateLabel(QLabel* label, const kq::StringProperty* property)
@@ -128,15 +134,8 @@ void updateLabel(QLabel* label, const QString& title, ConstNodeConfigSessionHand
 
 void updateLineEdit(QLineEdit* edit, const kq::StringProperty* property)
 {
-    if (!requireProperty(edit, property))
-        return;
-    if (isInitialized(edit)) {
-        if (edit->text() != property->value())
-            setIndeterminate(edit);
-        return;
-    }
-    markInitialized(edit);
-    edit->setText(property->value());
+    if (requireProperty(edit, property))
+        showText(edit, property->value());
 }
 
 void updateLineEdit(QLineEdit* edit, ConstNodeConfigSessionHandle session, kq::EStringProperty id)
