@@ -405,7 +405,13 @@ private:
         return w;
     }
     void showWindow();
-    void roundTripWidget(const QString& kind);
+    // Answers of the write-backs that answer: radio buttons apart, since an
+    // unchecked button answers true without writing.
+    struct WriteAnswers {
+        QVector<bool> others;
+        QVector<bool> radio;
+    };
+    WriteAnswers roundTripWidget(const QString& kind);
 };
 
 void TestPropertyWidgetsCycle::init()
@@ -1011,13 +1017,24 @@ void TestPropertyWidgetsCycle::roundTrip_data()
 {
     QTest::addColumn<QVector<NodeSpec>>("nodes");
     QTest::addColumn<QString>("kind");
+    // Whether the widget shows one value common to all nodes, and whether
+    // every node has the property (otherwise the widget is disabled).
+    QTest::addColumn<bool>("common");
+    QTest::addColumn<bool>("available");
 
-    const QVector<QPair<const char*, QVector<NodeSpec>>> sets {
-        { "one node", { { 0, QString() } } },
-        { "three equal nodes", { { 0, QString() }, { 0, QString() }, { 0, QString() } } },
-        { "three differing nodes", { { 0, QString() }, { 1, QString() }, { 2, QString() } } },
-        { "nodes missing properties", { { 0, QString() }, { 1, "odd" }, { 2, "even" } } },
-        { "first node missing everything", { { 0, "all" }, { 1, QString() }, { 1, QString() } } },
+    struct NodeSet {
+        const char* name;
+        QVector<NodeSpec> nodes;
+        bool common;
+        bool available;
+    };
+    const QVector<NodeSet> sets {
+        { "one node", { { 0, QString() } }, true, true },
+        { "three equal nodes", { { 0, QString() }, { 0, QString() }, { 0, QString() } }, true, true },
+        { "three differing nodes", { { 0, QString() }, { 1, QString() }, { 2, QString() } }, false, true },
+        { "nodes missing properties", { { 0, QString() }, { 1, "odd" }, { 2, "even" } }, false, false },
+        { "first node missing everything", { { 0, "all" }, { 1, QString() }, { 1, QString() } }, true,
+            false },
     };
     const char* kinds[] = { "label", "title label", "line edit", "long spin box", "long option spin box",
         "bool combo box", "long option combo box", "double option combo box",
@@ -1025,7 +1042,8 @@ void TestPropertyWidgetsCycle::roundTrip_data()
         "string option check box", "profiles check box", "radio buttons", "list widget", "event list" };
     for (const auto& set : sets) {
         for (const char* kind : kinds)
-            QTest::addRow("%s: %s", set.first, kind) << set.second << QString::fromLatin1(kind);
+            QTest::addRow("%s: %s", set.name, kind)
+                << set.nodes << QString::fromLatin1(kind) << set.common << set.available;
     }
 }
 
@@ -1033,22 +1051,35 @@ void TestPropertyWidgetsCycle::roundTrip()
 {
     QFETCH(QVector<NodeSpec>, nodes);
     QFETCH(QString, kind);
+    QFETCH(bool, common);
+    QFETCH(bool, available);
 
     db()->clear();
     loadDocument(nodeSetDocument(nodes));
     const QByteArray before = db()->toJson();
-    roundTripWidget(kind);
+    const WriteAnswers answers = roundTripWidget(kind);
     if (QTest::currentTestFailed())
         return;
     QCOMPARE(QString::fromUtf8(db()->toJson()), QString::fromUtf8(before));
+
+    // A common value is written back (unchanged); an indeterminate or
+    // disabled widget refuses.
+    for (bool answer : answers.others)
+        QCOMPARE(answer, common && available);
+    for (bool answer : answers.radio)
+        QCOMPARE(answer, available);
 }
 
 // reset, one update per node and one write-back per node, with no change in
 // between, for one widget kind.
-void TestPropertyWidgetsCycle::roundTripWidget(const QString& kind)
+TestPropertyWidgetsCycle::WriteAnswers TestPropertyWidgetsCycle::roundTripWidget(const QString& kind)
 {
+    WriteAnswers answers;
     const QStringList nodes = db()->nodeIds();
-    QVERIFY(!nodes.isEmpty());
+    if (nodes.isEmpty()) {
+        QTest::qFail("the node set is empty", __FILE__, __LINE__);
+        return answers;
+    }
     if (kind == QLatin1String("label")) {
         auto* label = add<QLabel>();
         kq::resetLabel(label);
@@ -1073,28 +1104,28 @@ void TestPropertyWidgetsCycle::roundTripWidget(const QString& kind)
         for (const QString& node : nodes)
             kq::updateSpinBox(box, constSession(node), kq::ELongProperty(RtGain));
         for (const QString& node : nodes)
-            kq::setProperty(longProperty(node, RtGain), box);
+            answers.others.append(kq::setProperty(longProperty(node, RtGain), box));
     } else if (kind == QLatin1String("long option spin box")) {
         auto* box = add<QSpinBox>();
         kq::resetSpinBox(box, 2.0, 0, 0, 0);
         for (const QString& node : nodes)
             kq::updateSpinBox(box, constSession(node), kq::ELongOptionsProperty(RtFrameRate), false);
         for (const QString& node : nodes)
-            kq::setProperty(longOptions(node, RtFrameRate), box);
+            answers.others.append(kq::setProperty(longOptions(node, RtFrameRate), box));
     } else if (kind == QLatin1String("bool combo box")) {
         auto* box = add<QComboBox>();
         kq::resetComboBox(box, QStringLiteral("On"), QStringLiteral("Off"));
         for (const QString& node : nodes)
             kq::updateComboBox(box, constSession(node), kq::EBoolProperty(RtFlip));
         for (const QString& node : nodes)
-            kq::setProperty(boolProperty(node, RtFlip), box);
+            answers.others.append(kq::setProperty(boolProperty(node, RtFlip), box));
     } else if (kind == QLatin1String("long option combo box")) {
         auto* box = add<QComboBox>();
         kq::resetComboBox(box, static_cast<kq::NumberTranslator>(nullptr));
         for (const QString& node : nodes)
             kq::updateComboBox(box, constSession(node), kq::ELongOptionsProperty(RtResolution), true);
         for (const QString& node : nodes)
-            kq::setProperty(longOptions(node, RtResolution), box);
+            answers.others.append(kq::setProperty(longOptions(node, RtResolution), box));
     } else if (kind.startsWith(QLatin1String("double option combo box"))) {
         const bool closest = kind.endsWith(QLatin1String("(closest)"));
         const int id = closest ? RtZoomFactor : RtGamma;
@@ -1103,28 +1134,28 @@ void TestPropertyWidgetsCycle::roundTripWidget(const QString& kind)
         for (const QString& node : nodes)
             kq::updateComboBox(box, constSession(node), kq::EDoubleOptionsProperty(id), closest);
         for (const QString& node : nodes)
-            kq::setProperty(doubleOptions(node, id), box);
+            answers.others.append(kq::setProperty(doubleOptions(node, id), box));
     } else if (kind == QLatin1String("string option combo box")) {
         auto* box = add<QComboBox>();
         kq::resetComboBox(box, &exposureText);
         for (const QString& node : nodes)
             kq::updateComboBox(box, constSession(node), kq::EStringOptionsProperty(RtExposure));
         for (const QString& node : nodes)
-            kq::setProperty(constSession(node), box);
+            answers.others.append(kq::setProperty(constSession(node), box));
     } else if (kind == QLatin1String("bool check box")) {
         auto* box = add<QCheckBox>();
         kq::resetCheckBox(box);
         for (const QString& node : nodes)
             kq::updateCheckBox(box, constSession(node), kq::EBoolProperty(RtMirror));
         for (const QString& node : nodes)
-            kq::setProperty(boolProperty(node, RtMirror), box);
+            answers.others.append(kq::setProperty(boolProperty(node, RtMirror), box));
     } else if (kind == QLatin1String("string option check box")) {
         auto* box = add<QCheckBox>();
         kq::resetCheckBox(box, QStringLiteral("off"), QStringLiteral("on"));
         for (const QString& node : nodes)
             kq::updateCheckBox(box, constSession(node), kq::EStringOptionsProperty(RtWdr));
         for (const QString& node : nodes)
-            kq::setProperty(stringOptions(node, RtWdr), box);
+            answers.others.append(kq::setProperty(stringOptions(node, RtWdr), box));
     } else if (kind == QLatin1String("profiles check box")) {
         // Profiles are shown only; there is nothing to write back.
         auto* box = add<QCheckBox>();
@@ -1144,7 +1175,7 @@ void TestPropertyWidgetsCycle::roundTripWidget(const QString& kind)
         }
         for (const QString& node : nodes) {
             for (QRadioButton* button : buttons)
-                kq::setProperty(constSession(node), button);
+                answers.radio.append(kq::setProperty(constSession(node), button));
         }
     } else if (kind == QLatin1String("list widget")) {
         auto* list = add<QListWidget>();
@@ -1162,8 +1193,9 @@ void TestPropertyWidgetsCycle::roundTripWidget(const QString& kind)
         for (const QString& node : nodes)
             kq::setProperty(multiOptions(node, RtEvents), list);
     } else {
-        QFAIL(qPrintable(QStringLiteral("unknown widget kind %1").arg(kind)));
+        QTest::qFail(qPrintable(QStringLiteral("unknown widget kind %1").arg(kind)), __FILE__, __LINE__);
     }
+    return answers;
 }
 
 QTEST_MAIN(TestPropertyWidgetsCycle)
