@@ -3,6 +3,8 @@
 #include <ConfigDialogs/PropertyWidgets.h>
 #include <propertywidgets/PropertyWidgets_p.h>
 
+#include "propertywidgets_testsupport.h"
+
 #include <QCheckBox>
 #include <QComboBox>
 #include <QCoreApplication>
@@ -19,8 +21,6 @@
 
 namespace {
 
-const char* const k_notAvailable = "This feature is not available for the connected camera.";
-
 // A catalogue standing in for the dialogs' translations: it knows a few
 // texts, each under one context only, so a lookup under the wrong context
 // shows.
@@ -36,7 +36,7 @@ public:
             return QStringLiteral("{mehrere S}");
         if (c == "Properties" && s == "<Multiple Values>")
             return QStringLiteral("{mehrere P}");
-        if (c == "ConfigDialog" && s == k_notAvailable)
+        if (c == "ConfigDialog" && s == pwtest::kNotAvailable.toLatin1())
             return QStringLiteral("{nicht verfuegbar}");
         if (c == "Statics" && s == "day")
             return QStringLiteral("Tag");
@@ -223,7 +223,7 @@ void TestPropertyWidgets::disableStoresEmptyTooltipAndEnableRestoresIt()
 
     kq::setEnabled(&edit, false);
     QVERIFY(!edit.isEnabled());
-    QCOMPARE(edit.toolTip(), QString::fromLatin1(k_notAvailable));
+    QCOMPARE(edit.toolTip(), pwtest::kNotAvailable);
     const QVariant saved = edit.property("old-tooltip");
     QVERIFY(saved.isValid());
     QCOMPARE(saved.toString(), QString());
@@ -242,7 +242,7 @@ void TestPropertyWidgets::disableTwiceKeepsFirstTooltip()
     kq::setEnabled(&box, false);
     kq::setEnabled(&box, false);
     QCOMPARE(box.property("old-tooltip").toString(), QStringLiteral("Frames per second"));
-    QCOMPARE(box.toolTip(), QString::fromLatin1(k_notAvailable));
+    QCOMPARE(box.toolTip(), pwtest::kNotAvailable);
 
     kq::setEnabled(&box, true);
     QCOMPARE(box.toolTip(), QStringLiteral("Frames per second"));
