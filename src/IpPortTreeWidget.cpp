@@ -5,6 +5,7 @@
 #include <QAction>
 #include <QContextMenuEvent>
 #include <QCoreApplication>
+#include <QFile>
 #include <QIcon>
 #include <QIntValidator>
 #include <QLineEdit>
@@ -46,7 +47,15 @@ namespace {
     constexpr int kCheckedPortMin = 0;
     constexpr int kCheckedPortMax = 65534;
 
-    const char kMasterIcon[] = ":/core/velcor_logo.png";
+    // The logo comes with the client application's resources. QIcon would
+    // make a non-null icon without pixmaps from a missing file; an empty
+    // icon says plainly that there is none.
+    QIcon masterIcon()
+    {
+        const QString path = QStringLiteral(":/core/velcor_logo.png");
+        return QFile::exists(path) ? QIcon(path) : QIcon();
+    }
+
     const char kMarkAction[] = "MARK";
 
     bool hasPlaceholder(const QTreeWidgetItem* row)
@@ -169,9 +178,7 @@ void IpPortTreeWidget::setAsMaster(QTreeWidgetItem* item)
             oldMaster->setData(kPortColumn, Qt::DecorationRole, QIcon(blank));
         }
         masterItem = item;
-        // The logo comes with the client application's resources; without
-        // them the icon is empty.
-        item->setData(kPortColumn, Qt::DecorationRole, QIcon(QString::fromLatin1(kMasterIcon)));
+        item->setData(kPortColumn, Qt::DecorationRole, masterIcon());
         item->setData(kPortColumn, Qt::ToolTipRole,
             tr("Use as port in: \"Velcor->Options->Tools->Alarm settings->Alarm messages\""));
         masterPort = item->data(kPortColumn, Qt::UserRole).toInt();
