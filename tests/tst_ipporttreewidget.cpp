@@ -1137,6 +1137,30 @@ private Q_SLOTS:
         QCOMPARE(changed.count(), 0);
     }
 
+    void resetWhileEditing()
+    {
+        IpPortTreeWidget tree;
+        const auto a = makeList({ "10.0.0.1:80", "10.0.0.2:81" });
+        tree.update(a.get(), "node-a");
+        tree.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&tree));
+        tree.setItemEditable(tree.topLevelItem(1), 0);
+        const QPointer<QLineEdit> editor = tree.viewport()->findChild<QLineEdit*>();
+        QVERIFY(editor);
+
+        tree.reset();
+        QTRY_VERIFY(editor.isNull());
+        QCOMPARE(tree.topLevelItemCount(), 0);
+        QVERIFY(!tree.grab().isNull());
+
+        const auto b = makeList({ "10.0.0.3:82" });
+        tree.update(b.get(), "node-b");
+        QCOMPARE(shownRows(tree), QStringList { "10.0.0.3|82" });
+        QVERIFY(!tree.grab().isNull());
+        QCOMPARE(tree.indexAt(tree.visualItemRect(tree.topLevelItem(0)).center()).data().toString(),
+            QStringLiteral("10.0.0.3"));
+    }
+
     // --- a dialog's whole cycle over three nodes of the node database ---
 
     void threeNodesFromDatabase()
