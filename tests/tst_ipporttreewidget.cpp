@@ -42,6 +42,15 @@ std::unique_ptr<ListProperty> makeList(const QStringList& entries)
     return std::make_unique<ListProperty>(info, ListProperty::ValueType(entries.toVector()));
 }
 
+// Makes a node's list and loads it into the tree; the caller keeps the list.
+std::unique_ptr<ListProperty> loadNode(
+    IpPortTreeWidget& tree, const QString& nodeId, const QStringList& entries)
+{
+    auto property = makeList(entries);
+    tree.update(property.get(), nodeId);
+    return property;
+}
+
 QStringList listOf(const ListProperty& property) { return QStringList(property.value().toList()); }
 
 // "address|port" as shown, top to bottom.
@@ -221,81 +230,73 @@ private Q_SLOTS:
         QCOMPARE(entry, before);
     }
 
-    void addressCheck_data()
+    void checkAfterEdit_data()
     {
+        QTest::addColumn<int>("column");
         QTest::addColumn<QString>("typed");
-        QTest::addColumn<bool>("accepted");
+        QTest::addColumn<QString>("warning"); // empty: accepted
+        QTest::addColumn<QString>("committed");
 
-        QTest::newRow("plain") << "10.0.0.9" << true;
-        QTest::newRow("leading zeros") << "01.002.3.4" << true;
-        QTest::newRow("trailing blank") << "1.2.3.4 " << true;
-        QTest::newRow("text after the match") << "10.0.0.1x" << true;
-        QTest::newRow("octet 256 matches at 1") << "256.1.1.1" << false;
-        QTest::newRow("leading blank") << " 1.2.3.4" << false;
-        QTest::newRow("three octets") << "1.2.3" << false;
-        QTest::newRow("word") << "camera" << false;
-        QTest::newRow("empty") << "" << false;
+        QTest::newRow("address plain") << 0 << "10.0.0.9"
+                                       << ""
+                                       << "10.0.0.9:80";
+        QTest::newRow("address leading zeros") << 0 << "01.002.3.4"
+                                               << ""
+                                               << "01.002.3.4:80";
+        QTest::newRow("address trailing blank") << 0 << "1.2.3.4 "
+                                                << ""
+                                                << "1.2.3.4 :80";
+        QTest::newRow("address text after the match") << 0 << "10.0.0.1x"
+                                                      << ""
+                                                      << "10.0.0.1x:80";
+        QTest::newRow("address 256 matches at 1") << 0 << "256.1.1.1" << kBadAddress << "10.0.0.1:80";
+        QTest::newRow("address leading blank") << 0 << " 1.2.3.4" << kBadAddress << "10.0.0.1:80";
+        QTest::newRow("address three octets") << 0 << "1.2.3" << kBadAddress << "10.0.0.1:80";
+        QTest::newRow("address word") << 0 << "camera" << kBadAddress << "10.0.0.1:80";
+        QTest::newRow("address empty") << 0 << "" << kBadAddress << "10.0.0.1:80";
+        QTest::newRow("port 0") << 1 << "0"
+                                << ""
+                                << "10.0.0.1:0";
+        QTest::newRow("port 65534") << 1 << "65534"
+                                    << ""
+                                    << "10.0.0.1:65534";
+        QTest::newRow("port 8080") << 1 << "8080"
+                                   << ""
+                                   << "10.0.0.1:8080";
+        QTest::newRow("port leading zeros") << 1 << "00081"
+                                            << ""
+                                            << "10.0.0.1:81";
+        QTest::newRow("port 65535") << 1 << "65535" << kBadPort << "10.0.0.1:80";
+        QTest::newRow("port 65536") << 1 << "65536" << kBadPort << "10.0.0.1:80";
+        QTest::newRow("port -1") << 1 << "-1" << kBadPort << "10.0.0.1:80";
+        QTest::newRow("port empty") << 1 << "" << kBadPort << "10.0.0.1:80";
+        QTest::newRow("port word") << 1 << "http" << kBadPort << "10.0.0.1:80";
     }
 
-    void addressCheck()
+    void checkAfterEdit()
     {
+        QFETCH(int, column);
         QFETCH(QString, typed);
-        QFETCH(bool, accepted);
+        QFETCH(QString, warning);
+        QFETCH(QString, committed);
 
         IpPortTreeWidget tree;
-        const auto property = makeList({ "10.0.0.1:80" });
-        tree.update(property.get(), "node-a");
+        const auto property = loadNode(tree, "node-a", { "10.0.0.1:80" });
         QTreeWidgetItem* row = tree.topLevelItem(0);
 
-        ModalBoxCloser closer(kBadAddress);
-        row->setText(0, typed);
-        QCOMPARE(closer.count, accepted ? 0 : 1);
-        QCOMPARE(row->text(0), typed);
-        QCOMPARE(row->data(0, Qt::UserRole), QVariant(accepted ? typed : QStringLiteral("10.0.0.1")));
-        QCOMPARE(row->data(1, Qt::UserRole), QVariant(80));
+        ModalBoxCloser closer(warning);
+        row->setText(column, typed);
+        QCOMPARE(closer.count, warning.isEmpty() ? 0 : 1);
+        // A refused text stays on screen; only the committed values hold.
+        QCOMPARE(row->text(column), typed);
+        QCOMPARE(committedRows(tree), QStringList { committed });
+        QCOMPARE(row->data(0, Qt::UserRole).userType(), int(QMetaType::QString));
+        QCOMPARE(row->data(1, Qt::UserRole).userType(), int(QMetaType::Int));
     }
-
-    void portCheck_data()
-    {
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<bool>("accepted");
-        QTest::addColumn<int>("committed");
-
-        QTest::newRow("0") << "0" << true << 0;
-        QTest::newRow("65534") << "65534" << true << 65534;
-        QTest::newRow("8080") << "8080" << true << 8080;
-        QTest::newRow("leading zeros") << "00081" << true << 81;
-        QTest::newRow("65535") << "65535" << false << 80;
-        QTest::newRow("65536") << "65536" << false << 80;
-        QTest::newRow("-1") << "-1" << false << 80;
-        QTest::newRow("empty") << "" << false << 80;
-        QTest::newRow("word") << "http" << false << 80;
-    }
-
-    void portCheck()
-    {
-        QFETCH(QString, typed);
-        QFETCH(bool, accepted);
-        QFETCH(int, committed);
-
-        IpPortTreeWidget tree;
-        const auto property = makeList({ "10.0.0.1:80" });
-        tree.update(property.get(), "node-a");
-        QTreeWidgetItem* row = tree.topLevelItem(0);
-
-        ModalBoxCloser closer(kBadPort);
-        row->setText(1, typed);
-        QCOMPARE(closer.count, accepted ? 0 : 1);
-        QCOMPARE(row->text(1), typed);
-        QCOMPARE(row->data(1, Qt::UserRole), QVariant(committed));
-        QCOMPARE(row->data(0, Qt::UserRole), QVariant(QStringLiteral("10.0.0.1")));
-    }
-
     void editCommitsBothCells()
     {
         IpPortTreeWidget tree;
-        const auto property = makeList({ "10.0.0.1:80" });
-        tree.update(property.get(), "node-a");
+        const auto property = loadNode(tree, "node-a", { "10.0.0.1:80" });
         QTreeWidgetItem* row = tree.topLevelItem(0);
 
         // A refused port leaves a valid address on screen uncommitted ...
@@ -408,8 +409,7 @@ private Q_SLOTS:
     void setItemEditableReplacesFlags()
     {
         IpPortTreeWidget tree;
-        const auto property = makeList({ "10.0.0.1:80" });
-        tree.update(property.get(), "node-a");
+        const auto property = loadNode(tree, "node-a", { "10.0.0.1:80" });
         QTreeWidgetItem* row = tree.topLevelItem(0);
         QVERIFY(row->flags() & Qt::ItemIsUserCheckable);
         QVERIFY(!(row->flags() & Qt::ItemIsEditable));
@@ -465,8 +465,7 @@ private Q_SLOTS:
         QFETCH(bool, acceptable);
 
         IpPortTreeWidget tree;
-        const auto property = makeList({ "10.0.0.1:80" });
-        tree.update(property.get(), "node-a");
+        const auto property = loadNode(tree, "node-a", { "10.0.0.1:80" });
         tree.show();
         QVERIFY(QTest::qWaitForWindowExposed(&tree));
         QTreeWidgetItem* row = tree.topLevelItem(0);
@@ -509,8 +508,7 @@ private Q_SLOTS:
         QFETCH(QString, committed);
 
         IpPortTreeWidget tree;
-        const auto property = makeList({ "10.0.0.1:80" });
-        tree.update(property.get(), "node-a");
+        const auto property = loadNode(tree, "node-a", { "10.0.0.1:80" });
         tree.show();
         QVERIFY(QTest::qWaitForWindowExposed(&tree));
         QTreeWidgetItem* row = tree.topLevelItem(0);
@@ -530,8 +528,7 @@ private Q_SLOTS:
     void editorRefusesPortZero()
     {
         IpPortTreeWidget tree;
-        const auto property = makeList({ "10.0.0.1:80" });
-        tree.update(property.get(), "node-a");
+        const auto property = loadNode(tree, "node-a", { "10.0.0.1:80" });
         tree.show();
         QVERIFY(QTest::qWaitForWindowExposed(&tree));
         QTreeWidgetItem* row = tree.topLevelItem(0);
@@ -642,19 +639,16 @@ private Q_SLOTS:
     void updateRecomputesCoverage()
     {
         IpPortTreeWidget tree;
-        const auto a = makeList({ "10.0.0.1:80", "10.0.0.2:81" });
-        tree.update(a.get(), "node-a");
+        const auto a = loadNode(tree, "node-a", { "10.0.0.1:80", "10.0.0.2:81" });
         tree.topLevelItem(0)->setCheckState(0, Qt::Unchecked);
         tree.insertItem();
         QCOMPARE(checkStates(tree), (QList<int> { Qt::Unchecked, Qt::Checked, Qt::Checked }));
 
-        const auto b = makeList({ "10.0.0.1:80" });
-        tree.update(b.get(), "node-b");
+        const auto b = loadNode(tree, "node-b", { "10.0.0.1:80" });
         QCOMPARE(checkStates(tree), (QList<int> { Qt::Checked, Qt::PartiallyChecked, Qt::PartiallyChecked }));
 
         // Loading a node again replaces its list; rows stay.
-        const auto a2 = makeList({ "10.0.0.2:81" });
-        tree.update(a2.get(), "node-a");
+        const auto a2 = loadNode(tree, "node-a", { "10.0.0.2:81" });
         QCOMPARE(shownRows(tree), (QStringList { "10.0.0.1|80", "10.0.0.2|81", "<Ip>|<Port>" }));
         QCOMPARE(checkStates(tree),
             (QList<int> { Qt::PartiallyChecked, Qt::PartiallyChecked, Qt::PartiallyChecked }));
@@ -729,8 +723,7 @@ private Q_SLOTS:
         QFETCH(bool, nullProperty);
 
         IpPortTreeWidget tree;
-        const auto a = makeList({ "10.0.0.1:80" });
-        tree.update(a.get(), "node-a");
+        const auto a = loadNode(tree, "node-a", { "10.0.0.1:80" });
         const auto other = makeList({ "10.0.0.9:99" });
         tree.update(nullProperty ? nullptr : other.get(), nodeId);
 
@@ -749,8 +742,7 @@ private Q_SLOTS:
     void emptyOverloadsDoNothing()
     {
         IpPortTreeWidget tree;
-        const auto a = makeList({ "10.0.0.1:80" });
-        tree.update(a.get(), "node-a");
+        const auto a = loadNode(tree, "node-a", { "10.0.0.1:80" });
         const auto b = makeList({ "10.0.0.2:81" });
         tree.update(b.get());
         tree.update(QMap<QString, kqm::smart<kq::INodeConfigSession>> { { "node-b",
@@ -820,8 +812,7 @@ private Q_SLOTS:
         QFETCH(QString, address);
 
         IpPortTreeWidget tree;
-        const auto a = makeList({ "10.0.0.1:80" });
-        tree.update(a.get(), "node-a");
+        const auto a = loadNode(tree, "node-a", { "10.0.0.1:80" });
         tree.insertItem();
         QTreeWidgetItem* row = tree.topLevelItem(1);
         row->setText(0, address);
@@ -834,8 +825,7 @@ private Q_SLOTS:
     void writesColonAndCommittedValues()
     {
         IpPortTreeWidget tree;
-        const auto a = makeList({ "10.0.0.2%3A81", "10.0.0.1:80" });
-        tree.update(a.get(), "node-a");
+        const auto a = loadNode(tree, "node-a", { "10.0.0.2%3A81", "10.0.0.1:80" });
         {
             ModalBoxCloser closer(kBadAddress);
             tree.topLevelItem(1)->setText(0, QStringLiteral("300.0.0.1"));
@@ -879,8 +869,7 @@ private Q_SLOTS:
     void insertOnce()
     {
         IpPortTreeWidget tree;
-        const auto a = makeList({ "10.0.0.1:80" });
-        tree.update(a.get(), "node-a");
+        const auto a = loadNode(tree, "node-a", { "10.0.0.1:80" });
 
         tree.insertItem();
         QVERIFY(!tree.signalsBlocked());
@@ -909,8 +898,8 @@ private Q_SLOTS:
         kq::IPAddress::setLocalAddressesOverride({ kq::IPAddress(QStringLiteral("10.0.0.2")) });
         IpPortTreeWidget tree;
         tree.setSelectionMode(QAbstractItemView::ExtendedSelection);
-        const auto a = makeList({ "10.0.0.1:80", "10.0.0.2:81", "10.0.0.3:82", "10.0.0.4:83" });
-        tree.update(a.get(), "node-a");
+        const auto a
+            = loadNode(tree, "node-a", { "10.0.0.1:80", "10.0.0.2:81", "10.0.0.3:82", "10.0.0.4:83" });
         QCOMPARE(tree.fetchPort(), 81);
 
         // A row of the caller's own type tells whether the tree frees it.
@@ -1016,8 +1005,7 @@ private Q_SLOTS:
     {
         kq::IPAddress::setLocalAddressesOverride({ kq::IPAddress(QStringLiteral("10.0.0.1")) });
         IpPortTreeWidget tree;
-        const auto a = makeList({ "10.0.0.1:80", "10.0.0.2:81", "10.0.0.3:82" });
-        tree.update(a.get(), "node-a");
+        const auto a = loadNode(tree, "node-a", { "10.0.0.1:80", "10.0.0.2:81", "10.0.0.3:82" });
         tree.resize(300, 200);
         tree.show();
         QVERIFY(QTest::qWaitForWindowExposed(&tree));
@@ -1068,8 +1056,7 @@ private Q_SLOTS:
         kq::IPAddress::setLocalAddressesOverride({ kq::IPAddress(QStringLiteral("10.0.0.1")) });
         IpPortTreeWidget tree;
         QSignalSpy changed(&tree, &IpPortTreeWidget::masterPortChanged);
-        const auto a = makeList({ "10.0.0.1:80" });
-        tree.update(a.get(), "node-a");
+        const auto a = loadNode(tree, "node-a", { "10.0.0.1:80" });
         tree.topLevelItem(0)->setText(1, QStringLiteral("8080"));
         QCOMPARE(tree.fetchPort(), 8080);
         QCOMPARE(changed.count(), 0);
@@ -1085,8 +1072,7 @@ private Q_SLOTS:
     {
         IpPortTreeWidget tree;
         QSignalSpy changed(&tree, &IpPortTreeWidget::masterPortChanged);
-        const auto a = makeList({ "10.0.0.1:80", "10.0.0.2:81" });
-        tree.update(a.get(), "node-a");
+        const auto a = loadNode(tree, "node-a", { "10.0.0.1:80", "10.0.0.2:81" });
         tree.setAsMaster(tree.topLevelItem(0));
         QCOMPARE(tree.fetchPort(), 80);
         QCOMPARE(changed.count(), 0);
@@ -1123,8 +1109,7 @@ private Q_SLOTS:
 
         // Everything loaded before is forgotten: one node, all rows checked;
         // the first master after reset() announces nothing.
-        const auto c = makeList({ "10.0.0.1:8000", "10.0.0.5:81" });
-        tree.update(c.get(), "node-c");
+        const auto c = loadNode(tree, "node-c", { "10.0.0.1:8000", "10.0.0.5:81" });
         QCOMPARE(checkStates(tree), (QList<int> { Qt::Checked, Qt::Checked }));
         QCOMPARE(tree.fetchPort(), 8000);
         QCOMPARE(changed.count(), 0);
@@ -1140,8 +1125,7 @@ private Q_SLOTS:
     void resetWhileEditing()
     {
         IpPortTreeWidget tree;
-        const auto a = makeList({ "10.0.0.1:80", "10.0.0.2:81" });
-        tree.update(a.get(), "node-a");
+        const auto a = loadNode(tree, "node-a", { "10.0.0.1:80", "10.0.0.2:81" });
         tree.show();
         QVERIFY(QTest::qWaitForWindowExposed(&tree));
         tree.setItemEditable(tree.topLevelItem(1), 0);
@@ -1153,8 +1137,7 @@ private Q_SLOTS:
         QCOMPARE(tree.topLevelItemCount(), 0);
         QVERIFY(!tree.grab().isNull());
 
-        const auto b = makeList({ "10.0.0.3:82" });
-        tree.update(b.get(), "node-b");
+        const auto b = loadNode(tree, "node-b", { "10.0.0.3:82" });
         QCOMPARE(shownRows(tree), QStringList { "10.0.0.3|82" });
         QVERIFY(!tree.grab().isNull());
         QCOMPARE(tree.indexAt(tree.visualItemRect(tree.topLevelItem(0)).center()).data().toString(),
