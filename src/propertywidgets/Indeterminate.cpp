@@ -72,7 +72,7 @@ void setIndeterminate(QComboBox* box)
     if (!box)
         return;
     // Any entry without raw value at the top already does the marker's job.
-    if (box->findData(IDETERMINATE_VALUE, Qt::UserRole) < 0) {
+    if (findData(box, IDETERMINATE_VALUE) < 0) {
         box->insertSeparator(0);
         box->insertItem(
             0, QIcon(), QCoreApplication::translate("Properties", "<Multiple Values>"), IDETERMINATE_VALUE);

@@ -171,13 +171,13 @@ void setEnabled(QComboBox* box, int index, bool enable)
 void setEnabled(QComboBox* box, double value, bool enable)
 {
     if (box)
-        setEnabled(box, box->findData(value, Qt::UserRole), enable);
+        setEnabled(box, findData(box, value), enable);
 }
 
 void setEnabled(QComboBox* box, const QString& value, bool enable)
 {
     if (box)
-        setEnabled(box, box->findData(value, Qt::UserRole), enable);
+        setEnabled(box, findData(box, value), enable);
 }
 
 bool isEnabled(const QComboBox* box, int index)
@@ -188,7 +188,7 @@ bool isEnabled(const QComboBox* box, int index)
 
 bool isEnabled(const QComboBox* box, const QString& value)
 {
-    return box && isEnabled(box, box->findData(value, Qt::UserRole));
+    return box && isEnabled(box, findData(box, value));
 }
 
 void markEnabled(QListWidget* list, const QVector<QString>& enabled)
