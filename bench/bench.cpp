@@ -108,7 +108,8 @@ kqm::smart<kq::MemoryConfigSession> makeSession(int k)
     for (int j = 0; j < kSharedTargets; ++j)
         targets.append(QStringLiteral("10.0.0.%1:%2").arg(j + 1).arg(8000 + j));
     for (int j = 0; j < kOwnTargets; ++j)
-        targets.append(QStringLiteral("10.%1.%2.%3:%4").arg(1 + k / 250).arg(k % 250).arg(j + 1).arg(9000 + j));
+        targets.append(
+            QStringLiteral("10.%1.%2.%3:%4").arg(1 + k / 250).arg(k % 250).arg(j + 1).arg(9000 + j));
     session->emplace<kq::StringListProperty>(
         QSharedPointer<const kq::StringListProperty::InfoType>::create(
             kTargetsId, QStringLiteral("Targets"), QStringLiteral("Targets"), false),
@@ -146,7 +147,8 @@ void listWork(benchmark::State& state)
         for (const QString& id : ids)
             kq::updateListWidget(&list, session(id), kEventsId);
         for (const QString& id : ids)
-            kq::setProperty(session(id)->property(kEventsId, kq::HasProperties::k_contextIndexDefault), &list);
+            kq::setProperty(
+                session(id)->property(kEventsId, kq::HasProperties::k_contextIndexDefault), &list);
         benchmark::DoNotOptimize(list.count());
     }
 }
@@ -310,7 +312,8 @@ int main(int argc, char** argv)
     benchmark::Initialize(&argc, argv);
     for (const Case& c : kCases) {
         for (int n : kNodeCounts) {
-            for (const auto& kind : { std::make_pair("work", c.work), std::make_pair("baseline", c.baseline) }) {
+            for (const auto& kind :
+                { std::make_pair("work", c.work), std::make_pair("baseline", c.baseline) }) {
                 benchmark::RegisterBenchmark((std::string(c.name) + "/" + kind.first).c_str(), kind.second)
                     ->Arg(n)
                     ->Unit(benchmark::kMillisecond)

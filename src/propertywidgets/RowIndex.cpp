@@ -151,7 +151,8 @@ void RowIndex::onRowsInserted(const QModelIndex& parent, int first, int last)
     }
 }
 
-void RowIndex::onDataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight, const QVector<int>& roles)
+void RowIndex::onDataChanged(
+    const QModelIndex& topLeft, const QModelIndex& bottomRight, const QVector<int>& roles)
 {
     if (m_stale || topLeft.parent().isValid() || topLeft.column() > 0)
         return;
