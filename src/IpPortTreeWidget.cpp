@@ -6,6 +6,7 @@
 #include <QContextMenuEvent>
 #include <QCoreApplication>
 #include <QFile>
+#include <QHeaderView>
 #include <QIcon>
 #include <QIntValidator>
 #include <QLineEdit>
@@ -352,6 +353,96 @@ namespace {
         QHash<IpPortTreeWidget::Entry, int> m_nodesWith;
     };
 
+    // Sizes the tree's columns to their contents (column 0 then 20 pixels
+    // wider) once a run of update() calls is over rather than after each:
+    // Qt's sizing measures up to a thousand rows per column, which made
+    // loading many nodes cost a sizing pass per node. The pending sizing is
+    // done before anything can look at the columns: before any event reaches
+    // the tree, its viewport or its header; before the model changes other
+    // than by update() itself; before any other member function of the tree
+    // runs; and when the event loop next runs.
+    class ColumnSizer : public QObject {
+    public:
+        explicit ColumnSizer(QTreeWidget* tree)
+            : QObject(tree)
+            , m_tree(tree)
+        {
+            setObjectName(QStringLiteral("kq-column-sizer"));
+            tree->installEventFilter(this);
+            tree->viewport()->installEventFilter(this);
+            tree->header()->installEventFilter(this);
+            QAbstractItemModel* model = tree->model();
+            connect(model, &QAbstractItemModel::rowsAboutToBeInserted, this, &ColumnSizer::sizeNow);
+            connect(model, &QAbstractItemModel::rowsAboutToBeRemoved, this, &ColumnSizer::sizeNow);
+            connect(model, &QAbstractItemModel::rowsAboutToBeMoved, this, &ColumnSizer::sizeNow);
+            connect(model, &QAbstractItemModel::columnsAboutToBeInserted, this, &ColumnSizer::sizeNow);
+            connect(model, &QAbstractItemModel::columnsAboutToBeRemoved, this, &ColumnSizer::sizeNow);
+            connect(model, &QAbstractItemModel::modelAboutToBeReset, this, &ColumnSizer::sizeNow);
+            connect(model, &QAbstractItemModel::layoutAboutToBeChanged, this, &ColumnSizer::sizeNow);
+        }
+
+        static ColumnSizer* find(const QTreeWidget* tree)
+        {
+            return tree->findChild<ColumnSizer*>(
+                QStringLiteral("kq-column-sizer"), Qt::FindDirectChildrenOnly);
+        }
+        static ColumnSizer& of(QTreeWidget* tree)
+        {
+            ColumnSizer* sizer = find(tree);
+            return sizer ? *sizer : *new ColumnSizer(tree);
+        }
+        // Does the pending sizing, if any.
+        static void flush(const QTreeWidget* tree)
+        {
+            if (ColumnSizer* sizer = find(tree))
+                sizer->sizeNow();
+        }
+
+        // While update() runs, its own changes to the model leave the sizing
+        // pending; at its end the sizing is due.
+        void beginUpdate() { m_inUpdate = true; }
+        void endUpdate()
+        {
+            m_inUpdate = false;
+            if (m_pending)
+                return;
+            m_pending = true;
+            QMetaObject::invokeMethod(this, &ColumnSizer::sizeNow, Qt::QueuedConnection);
+        }
+
+        void sizeNow()
+        {
+            if (!m_pending || m_inUpdate)
+                return;
+            m_pending = false;
+            m_tree->resizeColumnToContents(kAddressColumn);
+            m_tree->resizeColumnToContents(kPortColumn);
+            m_tree->setColumnWidth(kAddressColumn, m_tree->columnWidth(kAddressColumn) + 20);
+        }
+
+    protected:
+        bool eventFilter(QObject* watched, QEvent* event) override
+        {
+            switch (event->type()) {
+            case QEvent::ChildAdded:
+            case QEvent::ChildRemoved:
+            case QEvent::ChildPolished:
+            case QEvent::DynamicPropertyChange:
+            case QEvent::Destroy:
+            case QEvent::DeferredDelete:
+                break;
+            default:
+                sizeNow();
+            }
+            return QObject::eventFilter(watched, event);
+        }
+
+    private:
+        QTreeWidget* m_tree;
+        bool m_pending = false;
+        bool m_inUpdate = false;
+    };
+
 } // namespace
 
 myStyledItemDelegate::myStyledItemDelegate(QObject* parent)
@@ -387,7 +478,11 @@ IpPortTreeWidget::IpPortTreeWidget(QWidget* parent)
     connect(this, &QTreeWidget::itemDoubleClicked, this, &IpPortTreeWidget::setItemEditable);
 }
 
-IpPortTreeWidget::~IpPortTreeWidget() = default;
+IpPortTreeWidget::~IpPortTreeWidget()
+{
+    // No sizing while the tree comes apart.
+    delete ColumnSizer::find(this);
+}
 
 QStringList IpPortTreeWidget::splitIpPort(QString& entry)
 {
@@ -399,6 +494,7 @@ int IpPortTreeWidget::fetchPort() const { return masterPort; }
 
 void IpPortTreeWidget::setAsMaster(QTreeWidgetItem* item)
 {
+    ColumnSizer::flush(this);
     if (!item || indexOfTopLevelItem(item) < 0)
         return;
     QTreeWidgetItem* const oldMaster = masterItem;
@@ -430,6 +526,8 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
         return;
     }
 
+    ColumnSizer& sizer = ColumnSizer::of(this);
+    sizer.beginUpdate();
     RowTable& table = RowTable::of(this);
     QList<Entry> entries;
     for (QString text : property->value()) {
@@ -485,9 +583,7 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
     for (QTreeWidgetItem* row : commonRows)
         row->setCheckState(kAddressColumn, Qt::Checked);
 
-    resizeColumnToContents(kAddressColumn);
-    resizeColumnToContents(kPortColumn);
-    setColumnWidth(kAddressColumn, columnWidth(kAddressColumn) + 20);
+    sizer.endUpdate();
 }
 
 void IpPortTreeWidget::update(const ListProperty*) { }
@@ -496,6 +592,7 @@ void IpPortTreeWidget::update(const QMap<QString, kqm::smart<kq::INodeConfigSess
 
 void IpPortTreeWidget::setConfigSessionProperty(ListProperty* property, QString nodeId)
 {
+    ColumnSizer::flush(this);
     if (!property)
         return;
     ListProperty::ValueType& list = property->value();
@@ -511,6 +608,7 @@ void IpPortTreeWidget::setConfigSessionProperty(ListProperty* property, QString 
 
 void IpPortTreeWidget::wigdetItemChanged(QTreeWidgetItem* item, int)
 {
+    ColumnSizer::flush(this);
     if (!item || hasPlaceholder(item))
         return;
 
@@ -544,6 +642,7 @@ void IpPortTreeWidget::wigdetItemChanged(QTreeWidgetItem* item, int)
 
 void IpPortTreeWidget::setItemEditable(QTreeWidgetItem* item, int column)
 {
+    ColumnSizer::flush(this);
     if (!item)
         return;
     const SignalBlock blocker(this);
@@ -553,6 +652,7 @@ void IpPortTreeWidget::setItemEditable(QTreeWidgetItem* item, int column)
 
 void IpPortTreeWidget::insertItem()
 {
+    ColumnSizer::flush(this);
     SignalBlock blocker(this);
     for (QTreeWidgetItemIterator it(this); *it; ++it) {
         if (hasPlaceholder(*it)) {
@@ -570,6 +670,7 @@ void IpPortTreeWidget::insertItem()
 
 void IpPortTreeWidget::removeItem()
 {
+    ColumnSizer::flush(this);
     const SignalBlock blocker(this);
     const QList<QTreeWidgetItem*> rows = selectedItems();
     for (QTreeWidgetItem* row : rows) {
@@ -580,6 +681,7 @@ void IpPortTreeWidget::removeItem()
 
 void IpPortTreeWidget::upItem()
 {
+    ColumnSizer::flush(this);
     SignalBlock blocker(this);
     const QList<QTreeWidgetItem*> rows = selectedItems();
     if (rows.isEmpty() || indexOfTopLevelItem(rows.first()) == 0) {
@@ -595,6 +697,7 @@ void IpPortTreeWidget::upItem()
 
 void IpPortTreeWidget::downItem()
 {
+    ColumnSizer::flush(this);
     SignalBlock blocker(this);
     const QList<QTreeWidgetItem*> rows = selectedItems();
     if (rows.isEmpty() || indexOfTopLevelItem(rows.last()) == topLevelItemCount() - 1) {
@@ -613,6 +716,7 @@ void IpPortTreeWidget::downItem()
 
 void IpPortTreeWidget::reset()
 {
+    ColumnSizer::flush(this);
     masterItem = nullptr;
     // clear() resets the model, which calls reset() again; that inner call
     // finds the tree empty.
@@ -630,6 +734,7 @@ void IpPortTreeWidget::reset()
 
 void IpPortTreeWidget::contextMenuEvent(QContextMenuEvent* event)
 {
+    ColumnSizer::flush(this);
     SignalBlock blocker(this);
     QTreeWidgetItem* row = itemAt(event->pos());
     QMenu menu(this);
