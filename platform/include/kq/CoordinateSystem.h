@@ -22,9 +22,11 @@ namespace kq {
 //     r = c + q * (1 + k * |q|^2 / R^2),   q = rotate(u - c, roll)
 // where c is the centre of the application rectangle, R half its diagonal and
 // k = lensStrength / 1000 (negative: barrel/fisheye, positive: pincushion).
-// k is clamped to [-0.3, 1.0]: in that range the radial map is strictly
-// increasing over the whole image, so it has a unique inverse, which
-// CoordinateSystem computes with Newton's method. The rotation by the roll
+// k is clamped to [-0.14, 1.0]: in that range the radial map is strictly
+// increasing and reaches every raw point of the image (up to its corners), so
+// each has exactly one corrected point, which CoordinateSystem::undistort finds
+// with Newton's method (a raw point beyond the reach of a barrel lens, outside
+// the image, goes to the farthest corrected radius). The rotation by the roll
 // angle (third field of `angles`, degrees, counter-clockwise on screen) is
 // applied only with the Deskew flag set; without it q = u - c.
 struct KQPLATFORM_EXPORT SDeskewParams {
@@ -111,8 +113,11 @@ public:
 
     // The letterboxed placement of an image of the given size in an area, in
     // exact (unrounded) pixels. An empty size or area gives the area's
-    // top-left with the image's size. NodeWidget draws its video there.
+    // top-left with the image's size.
     static QRectF letterbox(const QSizeF& image, const QRect& area);
+    // The same rounded to whole pixels: what screenRect() gives, and where
+    // NodeWidget draws its video. An empty size gives the area.
+    static QRect letterboxPixels(const QSizeF& image, const QRect& area);
 
     // Plain point mapping (no lens model, no snapping).
     QPointF mapToScreen(const QPointF& p) const;

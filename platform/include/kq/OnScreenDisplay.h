@@ -172,9 +172,10 @@ public:
     // Whether a press at pos (widget pixels) belongs to this control.
     virtual bool hitTest(const QPoint& pos) const = 0;
 
-    // Movement bounds: while `bounded` is set, moving, resizing, drawing and
-    // nudging keep the control inside `bounds` (an empty region then allows
-    // nothing to change).
+    // Movement bounds: while `bounded` is set and `bounds` is not empty,
+    // drawing, resizing and nudging keep the control inside the bounding
+    // rectangle of `bounds`, and a move that would leave the region itself is
+    // cut short (for a rectangular region: stopped at its edge).
     bool bounded = false;
     QRegion bounds;
 
@@ -208,14 +209,15 @@ protected:
     // Moves by delta within the bounds; true if it moved.
     virtual bool nudge(const QPoint& delta);
 
-    // Repaints the control's area (old and new after a geometry change).
-    void repaint(const QRect& previousArea = QRect());
+    // Repaints the drawing widget.
+    void repaint();
     // pos clamped into the bounds' bounding rectangle (pos itself if unbounded).
     QPoint boundedPoint(const QPoint& pos) const;
     // Whether rect lies inside the bounds (always, if unbounded).
     bool withinBounds(const QRect& rect) const;
     // rect moved by the largest part of delta that keeps it within the bounds.
     QRect boundedTranslation(const QRect& rect, const QPoint& delta) const;
+    bool isBounded() const { return bounded && !bounds.isEmpty(); }
 
 private:
     QPointer<QWidget> m_widget;
@@ -233,7 +235,9 @@ public:
         const QColor& dragColor, RectFlags rectFlags, ControlFlags controlFlags);
     ~OnScreenRectControl() override;
 
-    void setRect(const QRect& rect) override;
+    // Whether the control has a shape on screen (a valid rectangle; a polygon
+    // control also needs at least two points).
+    virtual bool hasExtent() const;
 
     QRect area() const override;
     void paint(QPainter& painter) const override;
@@ -267,15 +271,15 @@ protected:
     void finishDrawing(bool hasExtent);
     // The handle under pos: -1 none; 0..7 clockwise from the top-left corner.
     virtual int handleAt(const QPoint& pos) const;
-    // The geometry while a handle is dragged to pos.
-    virtual void dragHandle(int handle, const QPoint& pos);
+    // Drags a handle to pos; true if the geometry changed.
+    virtual bool dragHandle(int handle, const QPoint& pos);
     // Moves the geometry by delta (no bounds check).
     virtual void translate(const QPoint& delta);
     QVector<QPoint> handlePositions() const;
     QColor currentFill(const QColor& normal) const;
 
     QPoint m_anchor; // press position of the current gesture
-    QPoint m_last; // last position while dragging
+    QRect m_startRect; // rect() when the current drag began
     int m_handle = -1; // handle being dragged
 };
 
@@ -295,12 +299,14 @@ public:
     // rect; otherwise only the rectangle is set.
     void setRect(const QRect& rect) override;
 
+    bool hasExtent() const override;
     QRect area() const override;
     void paint(QPainter& painter) const override;
     bool hitTest(const QPoint& pos) const override;
 
 protected:
     void polygonAppearanceChanged() override;
+    void cancelDrawing() override;
     Qt::CursorShape cursorAt(const QPoint& pos) const override;
     bool beginDrawing(const QPoint& pos) override;
     bool drawPress(const QPoint& pos) override;
@@ -308,7 +314,7 @@ protected:
     bool drawRelease(const QPoint& pos) override;
     bool drawDoubleClick(const QPoint& pos) override;
     int handleAt(const QPoint& pos) const override;
-    void dragHandle(int handle, const QPoint& pos) override;
+    bool dragHandle(int handle, const QPoint& pos) override;
     void translate(const QPoint& delta) override;
 
 private:
@@ -316,6 +322,7 @@ private:
     bool hasShape() const;
 
     QPoint m_cursor; // rubber-band end while drawing by clicks
+    QPolygon m_startPolygon; // polygon() when the current drag began
 };
 
 // A small icon button riding on a buddy control.
@@ -359,6 +366,9 @@ private:
 
 // Holds, paints and feeds input to controls over a widget.
 //
+// A control with a buddy (a push control) is never selected or raised by a
+// press; it goes up and down with its buddy.
+//
 // Controls are listed in the order they were pushed, newest first; painting
 // and hit-testing follow a separate stacking order in which a raised control
 // (and the controls riding on it) comes to the top.
@@ -391,9 +401,9 @@ public:
 
     // Adds the controls (null entries are skipped; a control already held is
     // not added twice) as the newest, on top. When event is a mouse press
-    // inside the drawing widget, the first control is drawn by the gesture
-    // that press began (see OnScreenControl::beginDrawing); any other event,
-    // or null, just adds.
+    // and the display is enabled, the first control is drawn by the gesture
+    // that press began (see OnScreenControl::beginDrawing) and is selected
+    // when the gesture ends with a shape; any other event, or null, just adds.
     void push_back(QList<kq::OnScreenControl*> controls, QEvent* event);
     // Erases every control whose QObject parent is owner (every control if
     // owner is null), as erase() does.
