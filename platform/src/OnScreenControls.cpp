@@ -278,9 +278,12 @@ void OnScreenRectControl::paint(QPainter& painter) const
     if (!rectFlags().testFlag(NoFill))
         painter.fillRect(m_rect, currentFill(color()));
     if (rectFlags().testFlag(Outline)) {
-        painter.setPen(outlinePen(color(), rectFlags().testFlag(Dashed), isActive() || (modes() & Hovered)));
+        // One pixel wide, two when selected or under the mouse; inside the rectangle.
+        painter.setPen(outlinePen(color(), rectFlags().testFlag(Dashed), false));
         painter.setBrush(Qt::NoBrush);
         painter.drawRect(m_rect.adjusted(0, 0, -1, -1));
+        if ((isActive() || modes().testFlag(Hovered)) && m_rect.width() > 2 && m_rect.height() > 2)
+            painter.drawRect(m_rect.adjusted(1, 1, -2, -2));
     }
     if (isActive() && isEnabled() && controlFlags().testFlag(Resizable)) {
         for (const QPoint& h : handlePositions())
@@ -334,6 +337,8 @@ bool OnScreenRectControl::mousePress(QMouseEvent* event)
     m_startRect = m_rect;
     m_handle = handleAt(event->pos());
     if (m_handle >= 0) {
+        // The handle keeps its distance to the mouse while dragged.
+        m_grabOffset = event->pos() - handlePoint(m_handle);
         setModes(modes() | Resizing);
         return true;
     }
@@ -347,7 +352,7 @@ bool OnScreenRectControl::mousePress(QMouseEvent* event)
 void OnScreenRectControl::mouseMove(QMouseEvent* event)
 {
     if (modes().testFlag(Resizing)) {
-        if (dragHandle(m_handle, event->pos()))
+        if (dragHandle(m_handle, event->pos() - m_grabOffset))
             emit changed();
     } else if (modes().testFlag(Moving)) {
         const QRect target = boundedTranslation(m_startRect, event->pos() - m_anchor);
@@ -365,6 +370,8 @@ void OnScreenRectControl::mouseRelease(QMouseEvent* event)
     m_handle = -1;
     setModes(modes() & ~Modes(Moving | Resizing));
 }
+
+QPoint OnScreenRectControl::handlePoint(int handle) const { return handlePositions().value(handle); }
 
 bool OnScreenRectControl::dragHandle(int handle, const QPoint& pos)
 {
@@ -528,9 +535,9 @@ void OnScreenPolygonControl::paint(QPainter& painter) const
     if (!hasExtent())
         return;
     painter.setRenderHint(QPainter::Antialiasing, false);
-    painter.setPen(flags.testFlag(OnScreenPolygon::Outline)
-            ? outlinePen(fill, flags.testFlag(OnScreenPolygon::Dashed), isActive() || modes().testFlag(Hovered))
-            : QPen(Qt::NoPen));
+    painter.setPen(flags.testFlag(OnScreenPolygon::Outline) ? outlinePen(
+                       fill, flags.testFlag(OnScreenPolygon::Dashed), isActive() || modes().testFlag(Hovered))
+                                                            : QPen(Qt::NoPen));
     if (flags.testFlag(Closed)) {
         painter.setBrush(fill);
         painter.drawPolygon(m_polygon);
@@ -579,6 +586,8 @@ Qt::CursorShape OnScreenPolygonControl::cursorAt(const QPoint& pos) const
         return Qt::SizeAllCursor;
     return Qt::ArrowCursor;
 }
+
+QPoint OnScreenPolygonControl::handlePoint(int handle) const { return m_polygon.value(handle); }
 
 bool OnScreenPolygonControl::dragHandle(int handle, const QPoint& pos)
 {

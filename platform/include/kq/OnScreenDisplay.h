@@ -271,6 +271,8 @@ protected:
     void finishDrawing(bool hasExtent);
     // The handle under pos: -1 none; 0..7 clockwise from the top-left corner.
     virtual int handleAt(const QPoint& pos) const;
+    // Where a handle is.
+    virtual QPoint handlePoint(int handle) const;
     // Drags a handle to pos; true if the geometry changed.
     virtual bool dragHandle(int handle, const QPoint& pos);
     // Moves the geometry by delta (no bounds check).
@@ -280,6 +282,7 @@ protected:
 
     QPoint m_anchor; // press position of the current gesture
     QRect m_startRect; // rect() when the current drag began
+    QPoint m_grabOffset; // from the dragged handle to the press position
     int m_handle = -1; // handle being dragged
 };
 
@@ -314,6 +317,7 @@ protected:
     bool drawRelease(const QPoint& pos) override;
     bool drawDoubleClick(const QPoint& pos) override;
     int handleAt(const QPoint& pos) const override;
+    QPoint handlePoint(int handle) const override;
     bool dragHandle(int handle, const QPoint& pos) override;
     void translate(const QPoint& delta) override;
 
@@ -322,7 +326,6 @@ private:
     bool hasShape() const;
 
     QPoint m_cursor; // rubber-band end while drawing by clicks
-    QPolygon m_startPolygon; // polygon() when the current drag began
 };
 
 // A small icon button riding on a buddy control.
