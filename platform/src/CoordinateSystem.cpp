@@ -1,8 +1,8 @@
 #include <kq/CoordinateSystem.h>
 
 #include <QStringList>
-#include <QtMath>
 #include <QTransform>
+#include <QtMath>
 
 #include <cmath>
 
@@ -118,24 +118,22 @@ QRectF CoordinateSystem::mapToApplication(const QRect& rect, double aspect, Qt::
     QRectF result(a, b);
     if (!(aspect > 0) || result.height() == 0 || result.width() == 0)
         return result;
-    const double width = result.width();
-    const double height = result.height();
-    if (width / height > aspect) {
-        const double w = height * aspect;
-        if (alignment & Qt::AlignRight)
-            result.setLeft(result.right() - w);
-        else if (alignment & Qt::AlignLeft)
-            result.setWidth(w);
-        else
-            result.setLeft(result.left() + (width - w) / 2.0), result.setWidth(w);
+    // Shrinks one axis to the target length, keeping the aligned edge.
+    auto shrink = [](double start, double length, double target, bool keepEnd, bool keepStart) {
+        if (keepEnd)
+            return start + length - target;
+        return keepStart ? start : start + (length - target) / 2.0;
+    };
+    if (result.width() / result.height() > aspect) {
+        const double w = result.height() * aspect;
+        result = QRectF(
+            shrink(result.x(), result.width(), w, alignment & Qt::AlignRight, alignment & Qt::AlignLeft),
+            result.y(), w, result.height());
     } else {
-        const double h = width / aspect;
-        if (alignment & Qt::AlignBottom)
-            result.setTop(result.bottom() - h);
-        else if (alignment & Qt::AlignTop)
-            result.setHeight(h);
-        else
-            result.setTop(result.top() + (height - h) / 2.0), result.setHeight(h);
+        const double h = result.width() / aspect;
+        result = QRectF(result.x(),
+            shrink(result.y(), result.height(), h, alignment & Qt::AlignBottom, alignment & Qt::AlignTop),
+            result.width(), h);
     }
     return result;
 }

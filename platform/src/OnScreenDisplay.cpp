@@ -122,6 +122,15 @@ public:
             q->setCurrent(rect);
     }
 
+    // Hands an input of the drawing gesture to the control being drawn and
+    // ends the gesture when the control says so.
+    void feedDrawing(bool (OnScreenControl::*step)(const QPoint&), const QPoint& pos)
+    {
+        OnScreenControl* c = drawing;
+        if (!(c->*step)(pos))
+            endDrawing(c);
+    }
+
     void paint(QPainter& painter)
     {
         prune();
@@ -140,9 +149,7 @@ public:
             return;
         }
         if (drawing) {
-            OnScreenControl* c = drawing;
-            if (!c->drawPress(event->pos()))
-                endDrawing(c);
+            feedDrawing(&OnScreenControl::drawPress, event->pos());
             return;
         }
         if (OnScreenControl* c = controlAt(event->pos())) {
@@ -182,9 +189,7 @@ public:
             return;
         }
         if (drawing) {
-            OnScreenControl* c = drawing;
-            if (!c->drawRelease(event->pos()))
-                endDrawing(c);
+            feedDrawing(&OnScreenControl::drawRelease, event->pos());
             return;
         }
         if (OnScreenControl* c = grabber) {
@@ -199,9 +204,7 @@ public:
     void mouseDoubleClick(QMouseEvent* event)
     {
         if (q->enabled && drawing && event->button() == Qt::LeftButton) {
-            OnScreenControl* c = drawing;
-            if (!c->drawDoubleClick(event->pos()))
-                endDrawing(c);
+            feedDrawing(&OnScreenControl::drawDoubleClick, event->pos());
             return;
         }
         mousePress(event);
