@@ -7,6 +7,7 @@
 #include <kq/OnScreenDisplay.h>
 
 #include <QBuffer>
+#include <QImageReader>
 #include <QJsonDocument>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -47,6 +48,7 @@ private Q_SLOTS:
     void deskewFromSession();
     void deskewDefaultsWithoutSession();
     void stillImageFile();
+    void animatedImageFile();
     void unreadableFileFallsBack();
     void letterboxedPainting();
     void stepAndContinuousPTZ();
@@ -182,6 +184,51 @@ void TestNodeWidget::stillImageFile()
     w.advanceFrame();
     QCOMPARE(w.frameNumber(), 1);
     QCOMPARE(w.currentFrame().pixelColor(150, 70), QColor(10, 20, 250));
+}
+
+void TestNodeWidget::animatedImageFile()
+{
+    // A two-frame animated GIF of 2 x 1 pixels: white, then black, looping.
+    // The image data of each frame is the LZW code stream clear, 0 (or 1), 0
+    // (or 1), end at three bits per code.
+    QByteArray gif("GIF89a\x02\x00\x01\x00\x80\x00\x00"
+                   "\xff\xff\xff\x00\x00\x00",
+        19);
+    gif += QByteArray("!\xff\x0bNETSCAPE2.0\x03\x01\x00\x00\x00", 19);
+    auto frame = [&gif](char code) {
+        gif += QByteArray("!\xf9\x04\x00\x0a\x00\x00\x00", 8);
+        gif += QByteArray(",\x00\x00\x00\x00\x02\x00\x01\x00\x00", 10);
+        // clear(4), code, code, end(5), packed from the low bit: 100 ccc ccc 101
+        const int bits = 4 | (code << 3) | (code << 6) | (5 << 9);
+        gif += char(2);
+        gif += char(2);
+        gif += char(bits & 0xff);
+        gif += char(bits >> 8);
+        gif += char(0);
+    };
+    frame(0);
+    frame(1);
+    gif += ';';
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("clip.gif"));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(gif);
+    file.close();
+    QVERIFY2(QImageReader(path).supportsAnimation(), "no GIF support");
+
+    auto session = makeSession(QSize(2, 1));
+    session->setAttribute(QStringLiteral("video"), path);
+    kq::NodeWidget w(nullptr, kq::NodeWidget::NVM_Fit, Background);
+    w.setFrameRate(0);
+    w.setSession(session, QStringLiteral("gif"));
+    QCOMPARE(w.frameSize(), QSize(2, 1));
+    QCOMPARE(w.currentFrame().pixelColor(1, 0), QColor(Qt::white));
+    w.advanceFrame();
+    QCOMPARE(w.currentFrame().pixelColor(1, 0), QColor(Qt::black));
+    w.advanceFrame(); // loops
+    QCOMPARE(w.currentFrame().pixelColor(0, 0), QColor(Qt::white));
+    QCOMPARE(w.frameNumber(), 2);
 }
 
 void TestNodeWidget::unreadableFileFallsBack()
