@@ -1,0 +1,34 @@
+// Uses the installed library the way a dialog does and reports what it saw;
+// exits non-zero when anything is off.
+#include <ConfigDialogs/Version.h>
+#include <kq/NodeDB.h>
+
+#include <QApplication>
+#include <QByteArray>
+#include <cstdio>
+#include <cstring>
+
+int main(int argc, char** argv)
+{
+    QApplication app(argc, argv);
+    int failures = 0;
+    auto check = [&failures](bool ok, const char* what) {
+        std::printf("%s: %s\n", ok ? "ok" : "FAILED", what);
+        failures += ok ? 0 : 1;
+    };
+
+    check(std::strcmp(ConfigDialogs::version(), CONFIGDIALOGS_VERSION_STRING) == 0, "library version matches headers");
+
+    kq::NodeDB* db = kq::NodeDB::getDB();
+    QString error;
+    const bool loaded = db->loadJson(R"({ "nodes": [ { "id": "cam-1", "properties": [
+        { "id": "0x1002", "kind": "long", "value": 7, "min": 0, "max": 100 } ] } ] })",
+        &error);
+    check(loaded, "node database loads a document");
+    kqm::smart<const kq::INodeConfigSession> session = db->session(QStringLiteral("cam-1"));
+    check(!session.null() && session->property(kq::ELongProperty(0x1002), kq::HasProperties::k_contextIndexDefault),
+        "session answers a typed property");
+
+    std::printf("consumer: %s\n", failures == 0 ? "all checks passed" : "some checks FAILED");
+    return failures == 0 ? 0 : 1;
+}

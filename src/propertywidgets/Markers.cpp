@@ -1,0 +1,221 @@
+// Widget markers, highlighting, availability and the enabled state of
+// entries.
+#include "propertywidgets/PropertyWidgets_p.h"
+
+#include <QBrush>
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QFont>
+#include <QListWidget>
+#include <QPalette>
+#include <QStandardItemModel>
+#include <QWidget>
+
+#include <cmath>
+#include <limits>
+
+namespace kq {
+
+namespace {
+    const char* const k_propertyId = "property-id";
+    const char* const k_initialized = "initialized";
+    const char* const k_multiplier = "multiplier";
+    const char* const k_oldFont = "old-font";
+    const char* const k_oldPalette = "old-palette";
+    const char* const k_oldTooltip = "old-tooltip";
+
+    QStandardItem* comboItem(const QComboBox* box, int index)
+    {
+        if (!box || index < 0)
+            return nullptr;
+        const auto* model = qobject_cast<const QStandardItemModel*>(box->model());
+        return model ? model->item(index, 0) : nullptr;
+    }
+
+    void storeItemFont(QListWidgetItem* item, QFont font, QFont::Weight weight, QFont::Style style)
+    {
+        font.setWeight(weight);
+        font.setStyle(style);
+        item->setData(Qt::FontRole, font);
+    }
+}
+
+double multiplierOf(const QObject* widget)
+{
+    const double multiplier = widget ? widget->property(k_multiplier).toDouble() : 0.0;
+    return multiplier > 0.0 ? multiplier : 1.0;
+}
+
+int truncatedInt(double value)
+{
+    if (std::isnan(value))
+        return 0;
+    if (value >= double(std::numeric_limits<int>::max()))
+        return std::numeric_limits<int>::max();
+    if (value <= double(std::numeric_limits<int>::min()))
+        return std::numeric_limits<int>::min();
+    return int(value);
+}
+
+void removeBindingMarkers(QObject* widget)
+{
+    widget->setProperty(k_propertyId, QVariant());
+    widget->setProperty(k_initialized, QVariant());
+}
+
+bool isInitialized(const QObject* widget) { return widget->property(k_initialized).toBool(); }
+
+void markInitialized(QObject* widget) { widget->setProperty(k_initialized, true); }
+
+void storePropertyId(QObject* widget, const kq::Property* property)
+{
+    // Kept as a 64-bit integer variant; readers take it back with toInt().
+    widget->setProperty(k_propertyId, qlonglong(property->id()));
+}
+
+bool requireProperty(QWidget* widget, const kq::Property* property)
+{
+    if (!widget)
+        return false;
+    if (!property) {
+        setEnabled(widget, false);
+        return false;
+    }
+    return true;
+}
+
+bool bindProperty(QWidget* widget, const kq::Property* property)
+{
+    if (!requireProperty(widget, property))
+        return false;
+    storePropertyId(widget, property);
+    return true;
+}
+
+QFont itemFont(const QListWidgetItem* item) { return qvariant_cast<QFont>(item->data(Qt::FontRole)); }
+
+bool isBold(const QFont& font) { return font.weight() > QFont::Normal; }
+
+void highlight(QWidget* w, bool on)
+{
+    if (!w)
+        return;
+    const QVariant oldFont = w->property(k_oldFont);
+    const QVariant oldPalette = w->property(k_oldPalette);
+    if (on) {
+        QFont font = w->font();
+        QPalette palette = w->palette();
+        // Only the first highlight records what to go back to.
+        if (!oldFont.isValid())
+            w->setProperty(k_oldFont, font);
+        if (!oldPalette.isValid())
+            w->setProperty(k_oldPalette, palette);
+        font.setWeight(QFont::Bold);
+        palette.setBrush(QPalette::All, QPalette::WindowText, QBrush(Qt::red, Qt::SolidPattern));
+        w->setFont(font);
+        w->setPalette(palette);
+        return;
+    }
+    if (oldFont.isValid()) {
+        w->setFont(qvariant_cast<QFont>(oldFont));
+        w->setProperty(k_oldFont, QVariant());
+    }
+    if (oldPalette.isValid()) {
+        w->setPalette(qvariant_cast<QPalette>(oldPalette));
+        w->setProperty(k_oldPalette, QVariant());
+    }
+}
+
+void setEnabled(QWidget* w, bool enable)
+{
+    if (!w)
+        return;
+    const QVariant oldTooltip = w->property(k_oldTooltip);
+    if (enable) {
+        if (oldTooltip.isValid())
+            w->setToolTip(oldTooltip.toString());
+        w->setProperty(k_oldTooltip, QVariant());
+    } else {
+        // Disabling twice must not lose the tool tip from before the first.
+        if (!oldTooltip.isValid())
+            w->setProperty(k_oldTooltip, w->toolTip());
+        w->setToolTip(QCoreApplication::translate(
+            "ConfigDialog", "This feature is not available for the connected camera."));
+    }
+    w->setEnabled(enable);
+}
+
+bool isEnabled(const QListWidgetItem* item) { return item && item->flags().testFlag(Qt::ItemIsEnabled); }
+
+void setEnabled(QListWidgetItem* item, bool enable)
+{
+    if (item)
+        item->setFlags(enable ? item->flags() | Qt::ItemIsEnabled : item->flags() & ~Qt::ItemIsEnabled);
+}
+
+bool isEnabled(const QListWidget* list, int row) { return list && isEnabled(list->item(row)); }
+
+bool isEnabled(const QListWidget* list, const QString& value) { return isEnabled(findItem(list, value)); }
+
+void setEnabled(QListWidget* list, const QString& value, bool enable)
+{
+    setEnabled(findItem(list, value), enable);
+}
+
+void setEnabled(QComboBox* box, int index, bool enable)
+{
+    if (QStandardItem* item = comboItem(box, index))
+        item->setEnabled(enable);
+}
+
+void setEnabled(QComboBox* box, double value, bool enable)
+{
+    if (box)
+        setEnabled(box, box->findData(value, Qt::UserRole), enable);
+}
+
+void setEnabled(QComboBox* box, const QString& value, bool enable)
+{
+    if (box)
+        setEnabled(box, box->findData(value, Qt::UserRole), enable);
+}
+
+bool isEnabled(const QComboBox* box, int index)
+{
+    const QStandardItem* item = comboItem(box, index);
+    return item && item->flags().testFlag(Qt::ItemIsEnabled);
+}
+
+bool isEnabled(const QComboBox* box, const QString& value)
+{
+    return box && isEnabled(box, box->findData(value, Qt::UserRole));
+}
+
+void markEnabled(QListWidget* list, const QVector<QString>& enabled)
+{
+    if (!list)
+        return;
+    forEachItemExceptAE(list, [&](QListWidgetItem* item, const QString& value) {
+        if (indexOf(enabled, value) >= 0)
+            storeItemFont(item, itemFont(item), QFont::Bold, QFont::StyleNormal);
+    });
+}
+
+void mergeMarkedEnabled(QListWidget* list, const QVector<QString>& enabled)
+{
+    if (!list)
+        return;
+    forEachItemExceptAE(list, [&](QListWidgetItem* item, const QString& value) {
+        const QFont font = itemFont(item);
+        if (!isEnabled(item)) {
+            storeItemFont(item, font, QFont::Normal, QFont::StyleNormal);
+            return;
+        }
+        // Italic marks a value active on some of the nodes but not on all.
+        const bool activeHere = indexOf(enabled, value) >= 0;
+        if (activeHere ? !isBold(font) : isBold(font))
+            storeItemFont(item, font, QFont::Normal, QFont::StyleItalic);
+    });
+}
+
+} // namespace kq
