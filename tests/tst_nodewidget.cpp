@@ -95,6 +95,11 @@ void TestNodeWidget::frameSizeFollowsSession()
     w.setSession(makeSession(QSize(800, 600)), QStringLiteral("cam-3"));
     QCOMPARE(sizes.count(), 1); // same size: no signal
     QCOMPARE(w.nodeId(), QStringLiteral("cam-3"));
+    // Absurd sizes are scaled down, empty ones give the default.
+    w.setSession(makeSession(QSize(40000, 10000)), QStringLiteral("huge"));
+    QCOMPARE(w.frameSize(), QSize(8192, 2048));
+    w.setSession(makeSession(QSize(0, 300)), QStringLiteral("empty"));
+    QCOMPARE(w.frameSize(), QSize(640, 360));
 }
 
 void TestNodeWidget::deskewFromSession_data()

@@ -388,6 +388,11 @@ void TestOnScreenDisplay::polygonVertexDrag()
         poly->polygon(), QPolygon(QVector<QPoint> { QPoint(90, 90), QPoint(190, 90), QPoint(150, 240) }));
     QCOMPARE(poly->rect(), QRect(QPoint(90, 90), QPoint(190, 240)));
     QVERIFY(changed.count() >= 2);
+    // Arrow keys move all vertices.
+    QTest::keyClick(osd->widget(), Qt::Key_Right);
+    QCOMPARE(
+        poly->polygon(), QPolygon(QVector<QPoint> { QPoint(91, 90), QPoint(191, 90), QPoint(151, 240) }));
+    QCOMPARE(poly->rect(), QRect(QPoint(91, 90), QPoint(191, 240)));
     // A press outside the triangle but inside its box is free image.
     QSignalSpy pressed(osd, &kq::OnScreenDisplay::mousePressed);
     drawer->drawPolygons = false;

@@ -21,6 +21,7 @@ namespace kq {
 
 namespace {
     const QSize DefaultSceneSize(640, 360);
+    const QSize MaxSceneSize(8192, 8192);
     constexpr int MaxZoom = 800;
 
     bool isNumber(const QVariant& v)
@@ -219,9 +220,13 @@ void NodeWidget::openSource()
     m_still = QImage();
     m_sceneSize = DefaultSceneSize;
     if (!m_session.null()) {
-        const QSize size = m_session->imageRect().size().toSize();
-        if (!size.isEmpty())
-            m_sceneSize = size;
+        const QSizeF size = m_session->imageRect().size();
+        if (!size.isEmpty() && std::isfinite(size.width()) && std::isfinite(size.height())) {
+            const QSizeF fitted = size.width() > MaxSceneSize.width() || size.height() > MaxSceneSize.height()
+                ? size.scaled(QSizeF(MaxSceneSize), Qt::KeepAspectRatio)
+                : size;
+            m_sceneSize = fitted.toSize().expandedTo(QSize(1, 1));
+        }
     }
     auto* memory = dynamic_cast<const MemoryConfigSession*>(m_session.get());
     const QString path = memory ? memory->attribute(QStringLiteral("video")).toString() : QString();

@@ -38,7 +38,9 @@ typedef QString NodeID;
 // - otherwise a synthetic test scene at the size of the session's
 //   imageRect(): a gradient background, a grid, shapes that move from frame
 //   to frame, and the frame number and time stamp, so a viewer sees it live.
-//   Without a session the scene is 640 x 360.
+//   Without a session, or with an empty image rectangle, the scene is
+//   640 x 360; a side longer than 8192 pixels scales the scene down to fit
+//   8192 x 8192, keeping the image's aspect ratio.
 // Frames advance from a timer at frameRate() frames per second (a movie uses
 // its own frame delays) while the widget is visible; advanceFrame() advances
 // one frame at once, which is what tests use after setFrameRate(0).

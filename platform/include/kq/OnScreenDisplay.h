@@ -335,7 +335,9 @@ public:
     // icon / pressedIcon: image files (resource paths allowed); an icon that
     // cannot be loaded is drawn as a 16 x 16 box with a cross. corner: the
     // buddy corner the icon's same corner is placed at (horizontal: left,
-    // right or centre; vertical: top, bottom or centre), moved by offset.
+    // right or centre; vertical: top, bottom or centre; none given: left,
+    // top), moved by offset. Without a buddy (or once it is deleted) the
+    // button is never shown.
     // The button is shown only while its buddy has extent, is enabled and is
     // not being drawn, and while the display is enabled.
     OnScreenPushControl(QObject* parent, QWidget* widget, const QString& icon, const QString& pressedIcon,
@@ -422,9 +424,12 @@ public:
 
     // The selected control, or null.
     kq::OnScreenControl* current() const;
-    // Selects control (null deselects); emits raised when it is selectable.
+    // Selects and raises control and emits raised; null deselects (no
+    // signal). Selecting the selected control again does nothing; a control
+    // the display does not hold, a disabled one or one with a buddy is ignored.
     void setCurrent(kq::OnScreenControl* control);
-    // Raises control and the controls riding on it to the top.
+    // Raises control and the controls riding on it to the top (a control the
+    // display does not hold is ignored).
     void raise(kq::OnScreenControl* control);
 
     // Repaints the drawing widget.
