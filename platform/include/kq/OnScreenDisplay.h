@@ -386,7 +386,8 @@ private:
 //   mousePressed; a receiver may answer with push_back(controls, event) to
 //   let the user draw the first of those controls with that same gesture;
 // - Delete erases the selected control (flag DeleteKey); arrow keys move it by
-//   one pixel (flag ArrowKeys); Escape cancels a drawing gesture.
+//   one pixel (flag ArrowKeys); Escape cancels a drawing gesture. The drawing
+//   widget takes the keyboard focus when clicked.
 // Mouse events the display does not use go on to the widget it covers.
 class KQPLATFORM_EXPORT OnScreenDisplay : public QObject {
     Q_OBJECT
@@ -446,7 +447,6 @@ Q_SIGNALS:
 
 private:
     friend class OnScreenDisplayPrivate;
-    friend class OnScreenControl;
     std::unique_ptr<OnScreenDisplayPrivate> d;
 };
 
