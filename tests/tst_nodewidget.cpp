@@ -22,6 +22,16 @@ kqm::smart<kq::MemoryConfigSession> makeSession(const QSize& size)
     return kqm::smart<kq::MemoryConfigSession>(new kq::MemoryConfigSession(QRectF(QPointF(0, 0), size)));
 }
 
+// Makes w show, frame by frame, a node of that image size whose video is the
+// given file.
+void showVideo(kq::NodeWidget& w, const QSize& size, const QString& path, const QString& id)
+{
+    auto session = makeSession(size);
+    session->setAttribute(QStringLiteral("video"), path);
+    w.setFrameRate(0);
+    w.setSession(session, id);
+}
+
 // Centre of the yellow ball in a frame of the test scene.
 QPointF ballCentre(const QImage& frame)
 {
@@ -179,11 +189,8 @@ void TestNodeWidget::stillImageFile()
     still.fill(QColor(10, 20, 250));
     const QString path = dir.filePath(QStringLiteral("still.png"));
     QVERIFY(still.save(path));
-    auto session = makeSession(QSize(200, 100));
-    session->setAttribute(QStringLiteral("video"), path);
     kq::NodeWidget w(nullptr, kq::NodeWidget::NVM_Fit, Background);
-    w.setFrameRate(0);
-    w.setSession(session, QStringLiteral("still"));
+    showVideo(w, QSize(200, 100), path, QStringLiteral("still"));
     QCOMPARE(w.frameSize(), QSize(200, 100));
     QCOMPARE(w.currentFrame().pixelColor(50, 50), QColor(10, 20, 250));
     w.advanceFrame();
@@ -222,11 +229,8 @@ void TestNodeWidget::animatedImageFile()
     file.close();
     QVERIFY2(QImageReader(path).supportsAnimation(), "no GIF support");
 
-    auto session = makeSession(QSize(2, 1));
-    session->setAttribute(QStringLiteral("video"), path);
     kq::NodeWidget w(nullptr, kq::NodeWidget::NVM_Fit, Background);
-    w.setFrameRate(0);
-    w.setSession(session, QStringLiteral("gif"));
+    showVideo(w, QSize(2, 1), path, QStringLiteral("gif"));
     QCOMPARE(w.frameSize(), QSize(2, 1));
     QCOMPARE(w.currentFrame().pixelColor(1, 0), QColor(Qt::white));
     w.advanceFrame();
@@ -240,11 +244,8 @@ void TestNodeWidget::unreadableFileFallsBack()
 {
     QBuffer log;
     kq::LogQt::setDevice(&log);
-    auto session = makeSession(QSize(320, 180));
-    session->setAttribute(QStringLiteral("video"), QStringLiteral("/nonexistent/clip.gif"));
     kq::NodeWidget w(nullptr, kq::NodeWidget::NVM_Fit, Background);
-    w.setFrameRate(0);
-    w.setSession(session, QStringLiteral("broken"));
+    showVideo(w, QSize(320, 180), QStringLiteral("/nonexistent/clip.gif"), QStringLiteral("broken"));
     kq::LogQt::setDevice(nullptr);
     QCOMPARE(w.frameSize(), QSize(320, 180));
     QVERIFY(ballCentre(w.currentFrame()).x() > 0); // the test scene
