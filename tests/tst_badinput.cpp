@@ -1,31 +1,16 @@
 // Bad input to the IP/port tree gets its documented answer and leaves every
 // other piece of state as it was: the rows, their coverage, the master row
 // and port, and what each node's list is written back as.
-#include <ConfigDialogs/IpPortTreeWidget.h>
-
-#include <kq/Log.h>
-#include <kq/MemoryConfigSession.h>
-#include <kq/NodeDB.h>
+#include "LogCapture.h"
+#include "ipporttree_testsupport.h"
 
 #include <QApplication>
-#include <QBuffer>
 #include <QTreeWidgetItemIterator>
 #include <QtTest>
 
-#include <functional>
-#include <memory>
-
 using kqgui::IpPortTreeWidget;
-using ListProperty = IpPortTreeWidget::ListProperty;
 
 namespace {
-
-std::unique_ptr<ListProperty> makeList(const QStringList& entries)
-{
-    auto info = QSharedPointer<const ListProperty::InfoType>::create(
-        0x9000001, QStringLiteral("Targets"), QStringLiteral("Targets"), false);
-    return std::make_unique<ListProperty>(info, ListProperty::ValueType(entries.toVector()));
-}
 
 // Everything about the tree that its callers can see.
 struct Snapshot {
@@ -54,21 +39,11 @@ Snapshot snapshot(IpPortTreeWidget& tree)
     s.port = tree.fetchPort();
     s.enabled = tree.isEnabled();
     for (const QString& node : kNodes) {
-        const auto list = makeList({});
+        const auto list = kqtest::makeTargets({});
         tree.setConfigSessionProperty(list.get(), node);
         s.written.insert(node, QStringList(list->value().toList()));
     }
     return s;
-}
-
-QByteArray captureLog(const std::function<void()>& action)
-{
-    QBuffer buffer;
-    buffer.open(QIODevice::WriteOnly);
-    kq::LogQt::setDevice(&buffer);
-    action();
-    kq::LogQt::setDevice(nullptr);
-    return buffer.data();
 }
 
 } // namespace
@@ -77,12 +52,7 @@ class TestBadInput : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        for (const QString& node : kNodes)
-            kq::NodeDB::getDB()->insert(
-                node, node, kqm::smart<kq::MemoryConfigSession>(new kq::MemoryConfigSession));
-    }
+    void initTestCase() { kqtest::insertNodes(kNodes); }
 
     void badUpdateChangesNothingElse_data()
     {
@@ -99,20 +69,22 @@ private Q_SLOTS:
         QFETCH(bool, nullProperty);
 
         IpPortTreeWidget tree;
-        const auto a = makeList({ QStringLiteral("127.0.0.1:81"), QStringLiteral("10.0.0.1:80") });
-        const auto b = makeList({ QStringLiteral("10.0.0.1:80"), QStringLiteral("10.0.0.3:90") });
+        const auto a = kqtest::makeTargets({ QStringLiteral("127.0.0.1:81"), QStringLiteral("10.0.0.1:80") });
+        const auto b = kqtest::makeTargets({ QStringLiteral("10.0.0.1:80"), QStringLiteral("10.0.0.3:90") });
         tree.update(a.get(), kNodes.at(0));
         tree.update(b.get(), kNodes.at(1));
         Snapshot before = snapshot(tree);
         QVERIFY(before.enabled);
 
-        const auto other = makeList({ QStringLiteral("10.0.0.9:99"), QStringLiteral("127.0.0.1:7") });
+        const auto other
+            = kqtest::makeTargets({ QStringLiteral("10.0.0.9:99"), QStringLiteral("127.0.0.1:7") });
         QSignalSpy master(&tree, &IpPortTreeWidget::masterPortChanged);
-        const QByteArray log = captureLog([&] { tree.update(nullProperty ? nullptr : other.get(), nodeId); });
+        kqtest::LogCapture log;
+        tree.update(nullProperty ? nullptr : other.get(), nodeId);
 
         // The answer: the tree is disabled, silently.
         QVERIFY(!tree.isEnabled());
-        QVERIFY(log.isEmpty());
+        QCOMPARE(log.lines(), QStringList());
         QCOMPARE(master.count(), 0);
         QVERIFY(!tree.signalsBlocked());
         // Nothing else moved: rows, coverage, master, every node's write-back.
@@ -123,7 +95,7 @@ private Q_SLOTS:
     void nullWriteBackChangesNothing()
     {
         IpPortTreeWidget tree;
-        const auto a = makeList({ QStringLiteral("10.0.0.1:80") });
+        const auto a = kqtest::makeTargets({ QStringLiteral("10.0.0.1:80") });
         tree.update(a.get(), kNodes.at(0));
         const Snapshot before = snapshot(tree);
         tree.setConfigSessionProperty(nullptr, kNodes.at(0));
@@ -136,15 +108,17 @@ private Q_SLOTS:
         // Entries that do not split into address and port are skipped
         // without a message; the well-formed ones load as if alone.
         IpPortTreeWidget plain;
-        const auto good = makeList({ QStringLiteral("10.0.0.1:80"), QStringLiteral("10.0.0.2%3A81") });
+        const auto good
+            = kqtest::makeTargets({ QStringLiteral("10.0.0.1:80"), QStringLiteral("10.0.0.2%3A81") });
         plain.update(good.get(), kNodes.at(0));
 
         IpPortTreeWidget tree;
-        const auto mixed = makeList({ QStringLiteral("a:b:c"), QStringLiteral("10.0.0.1:80"), QString(),
-            QStringLiteral("10.0.0.5%3a82"), QStringLiteral("10.0.0.2%3A81"), QStringLiteral("1:2:3:4"),
-            QStringLiteral("no separator") });
-        const QByteArray log = captureLog([&] { tree.update(mixed.get(), kNodes.at(0)); });
-        QVERIFY(log.isEmpty());
+        const auto mixed = kqtest::makeTargets({ QStringLiteral("a:b:c"), QStringLiteral("10.0.0.1:80"),
+            QString(), QStringLiteral("10.0.0.5%3a82"), QStringLiteral("10.0.0.2%3A81"),
+            QStringLiteral("1:2:3:4"), QStringLiteral("no separator") });
+        kqtest::LogCapture log;
+        tree.update(mixed.get(), kNodes.at(0));
+        QCOMPARE(log.lines(), QStringList());
         QVERIFY(QApplication::activeModalWidget() == nullptr);
         QVERIFY(tree.isEnabled());
         QVERIFY(snapshot(tree) == snapshot(plain));

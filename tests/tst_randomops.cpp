@@ -2,10 +2,7 @@
 // Each sequence is seeded; a failure names its seed and step, and setting
 // KQ_RANDOMOPS_SEED replays one seed alone. Under the sanitizer build the
 // same sequences are checked for memory errors and leaks.
-#include <ConfigDialogs/IpPortTreeWidget.h>
-
-#include <kq/MemoryConfigSession.h>
-#include <kq/NodeDB.h>
+#include "ipporttree_testsupport.h"
 
 #include <QApplication>
 #include <QMap>
@@ -14,22 +11,12 @@
 #include <QTreeWidgetItemIterator>
 #include <QtTest>
 
-#include <memory>
-
 using kqgui::IpPortTreeWidget;
 using Entry = IpPortTreeWidget::Entry;
-using ListProperty = IpPortTreeWidget::ListProperty;
 
 namespace {
 
 const QStringList kNodes { QStringLiteral("rnd-a"), QStringLiteral("rnd-b"), QStringLiteral("rnd-c") };
-
-std::unique_ptr<ListProperty> makeList(const QStringList& entries)
-{
-    auto info = QSharedPointer<const ListProperty::InfoType>::create(
-        0x9000001, QStringLiteral("Targets"), QStringLiteral("Targets"), false);
-    return std::make_unique<ListProperty>(info, ListProperty::ValueType(entries.toVector()));
-}
 
 Entry committedEntry(const QTreeWidgetItem* row)
 {
@@ -129,7 +116,7 @@ private:
             for (int i = pick(6); i > 0; --i)
                 texts.append(randomEntryText());
             m_last = QStringLiteral("update %1 with [%2]").arg(node, texts.join(QLatin1Char(' ')));
-            const auto list = makeList(texts);
+            const auto list = kqtest::makeTargets(texts);
             m_tree.update(list.get(), node);
             remember(node, texts);
             break;
@@ -224,7 +211,7 @@ private:
             if (state == Qt::Checked || (state == Qt::PartiallyChecked && m_loaded[node].contains(entry)))
                 expected.append(entry.first + QLatin1Char(':') + QString::number(entry.second));
         }
-        const auto list = makeList({ QStringLiteral("old:1") });
+        const auto list = kqtest::makeTargets({ QStringLiteral("old:1") });
         m_tree.setConfigSessionProperty(list.get(), node);
         m_written = QStringList(list->value().toList());
         m_expectedWritten = expected;
@@ -308,12 +295,7 @@ class TestRandomOps : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        for (const QString& node : kNodes)
-            kq::NodeDB::getDB()->insert(
-                node, node, kqm::smart<kq::MemoryConfigSession>(new kq::MemoryConfigSession));
-    }
+    void initTestCase() { kqtest::insertNodes(kNodes); }
 
     void ipPortTree_data()
     {

@@ -4,17 +4,13 @@
 // its columns as Qt's own sizing does once loading is over.
 #include "propertywidgets/PropertyWidgets_p.h"
 
-#include <ConfigDialogs/IpPortTreeWidget.h>
-#include <kq/MemoryConfigSession.h>
-#include <kq/NodeDB.h>
+#include "ipporttree_testsupport.h"
 
 #include <QComboBox>
 #include <QListWidget>
 #include <QRandomGenerator>
 #include <QStandardItemModel>
 #include <QtTest>
-
-#include <memory>
 
 namespace {
 
@@ -147,16 +143,8 @@ private Q_SLOTS:
 
     void treeColumnsSizedAsQtSizesThem()
     {
-        kq::NodeDB::getDB()->insert(QStringLiteral("size-a"), QStringLiteral("a"),
-            kqm::smart<kq::MemoryConfigSession>(new kq::MemoryConfigSession));
-        kq::NodeDB::getDB()->insert(QStringLiteral("size-b"), QStringLiteral("b"),
-            kqm::smart<kq::MemoryConfigSession>(new kq::MemoryConfigSession));
-        using ListProperty = kqgui::IpPortTreeWidget::ListProperty;
-        auto list = [](const QStringList& entries) {
-            auto info = QSharedPointer<const ListProperty::InfoType>::create(
-                1, QStringLiteral("Targets"), QStringLiteral("Targets"), false);
-            return std::make_unique<ListProperty>(info, ListProperty::ValueType(entries.toVector()));
-        };
+        kqtest::insertNodes({ QStringLiteral("size-a"), QStringLiteral("size-b") });
+        const auto list = &kqtest::makeTargets;
 
         kqgui::IpPortTreeWidget tree;
         const auto a = list({ QStringLiteral("10.0.0.1:80") });
