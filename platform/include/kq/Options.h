@@ -8,6 +8,7 @@
 #include <kq/Log.h>
 #include <kq/kqplatform_export.h>
 
+#include <QHash>
 #include <QString>
 #include <QVector>
 
@@ -27,18 +28,20 @@ public:
 
 namespace detail {
     // Text of the function signature that the option model's warning names.
-    template <class T>
-    struct OptionsSignature;
-    template <>
-    struct OptionsSignature<int> {
-        static const char* text() { return "void kq::TOptions<T>::setSelectedValue(const T&) [with T = int]"; }
+    template <class T> struct OptionsSignature;
+    template <> struct OptionsSignature<int> {
+        static const char* text()
+        {
+            return "void kq::TOptions<T>::setSelectedValue(const T&) [with T = int]";
+        }
     };
-    template <>
-    struct OptionsSignature<double> {
-        static const char* text() { return "void kq::TOptions<T>::setSelectedValue(const T&) [with T = double]"; }
+    template <> struct OptionsSignature<double> {
+        static const char* text()
+        {
+            return "void kq::TOptions<T>::setSelectedValue(const T&) [with T = double]";
+        }
     };
-    template <>
-    struct OptionsSignature<QString> {
+    template <> struct OptionsSignature<QString> {
         static const char* text()
         {
             return "void kq::TOptions<T>::setSelectedValue(const T&) [with T = QString]";
@@ -46,8 +49,7 @@ namespace detail {
     };
 }
 
-template <class T>
-class TOptions : public Options {
+template <class T> class TOptions : public Options {
 public:
     TOptions() = default;
     explicit TOptions(const QVector<T>& permitted, int selected = -1)
@@ -95,7 +97,8 @@ public:
 
     bool operator==(const TOptions& other) const
     {
-        return selectedIndex == other.selectedIndex && values == other.values && emptyValue == other.emptyValue;
+        return selectedIndex == other.selectedIndex && values == other.values
+            && emptyValue == other.emptyValue;
     }
     bool operator!=(const TOptions& other) const { return !(*this == other); }
 
@@ -103,8 +106,7 @@ public:
     T emptyValue = T();
 };
 
-template <class T>
-class TMultiOptions {
+template <class T> class TMultiOptions {
 public:
     TMultiOptions() = default;
     explicit TMultiOptions(const QVector<T>& permitted, const QVector<int>& selected = {})
@@ -131,21 +133,21 @@ public:
     // Replaces the selection; values the list does not hold are appended.
     void setSelectedValues(const QVector<T>& wanted)
     {
+        // The first position of each value, so that each wanted value costs a
+        // lookup instead of a scan (the answers are those of a scan from 0).
+        QHash<T, int> first;
+        first.reserve(values.size());
+        for (int i = values.size() - 1; i >= 0; --i)
+            first.insert(values.at(i), i);
         QVector<int> indices;
         indices.reserve(wanted.size());
         for (const T& w : wanted) {
-            int found = -1;
-            for (int i = 0; i < values.size(); ++i) {
-                if (values.at(i) == w) {
-                    found = i;
-                    break;
-                }
-            }
-            if (found < 0) {
-                found = values.size();
+            auto it = first.constFind(w);
+            if (it == first.cend()) {
+                it = first.insert(w, values.size());
                 values.append(w);
             }
-            indices.append(found);
+            indices.append(*it);
         }
         selectedIndices = indices;
     }
