@@ -51,7 +51,10 @@ void setIndeterminate(QListWidgetItem* item)
 {
     if (!item)
         return;
-    item->setFlags(item->flags() | Qt::ItemIsAutoTristate);
+    // Flags are only set when they change: QListWidgetItem::setFlags
+    // announces a change even when there is none.
+    if (!item->flags().testFlag(Qt::ItemIsAutoTristate))
+        item->setFlags(item->flags() | Qt::ItemIsAutoTristate);
     item->setData(Qt::CheckStateRole, int(Qt::PartiallyChecked));
 }
 

@@ -149,8 +149,14 @@ bool isEnabled(const QListWidgetItem* item) { return item && item->flags().testF
 
 void setEnabled(QListWidgetItem* item, bool enable)
 {
-    if (item)
-        item->setFlags(enable ? item->flags() | Qt::ItemIsEnabled : item->flags() & ~Qt::ItemIsEnabled);
+    if (!item)
+        return;
+    const Qt::ItemFlags flags
+        = enable ? item->flags() | Qt::ItemIsEnabled : item->flags() & ~Qt::ItemIsEnabled;
+    // QListWidgetItem::setFlags announces a change even when there is none;
+    // merging many nodes would announce every entry once per node.
+    if (flags != item->flags())
+        item->setFlags(flags);
 }
 
 bool isEnabled(const QListWidget* list, int row) { return list && isEnabled(list->item(row)); }
