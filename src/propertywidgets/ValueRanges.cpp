@@ -63,6 +63,32 @@ namespace {
             readRaw(box->itemData(i, Qt::UserRole), value);
     }
 
+    // findData for a string through the box's index: entries holding a
+    // string compare as strings; any other entry by QVariant equality, which
+    // also matches a text like "5" with the number 5 (an entry holding
+    // nothing never equals a string).
+    int findString(const QComboBox* box, RowIndex* index, const QString& value)
+    {
+        const int candidate = index->first(value);
+        for (int row : index->foreignRows()) {
+            if (candidate >= 0 && row > candidate)
+                break;
+            if (!index->holdsNothing(row) && box->itemData(row, Qt::UserRole) == QVariant(value))
+                return row;
+        }
+        return candidate;
+    }
+
+    // Whether the box has an entry for the value, as findData answers.
+    template <class T> bool hasEntry(QComboBox* box, RowIndex*, const T& value)
+    {
+        return findData(box, rawValue(value)) >= 0;
+    }
+    bool hasEntry(QComboBox* box, RowIndex* index, const QString& value)
+    {
+        return (index ? findString(box, index, value) : findData(box, value)) >= 0;
+    }
+
     template <class T> void mergeComboRange(QComboBox* box, const QVector<T>& values)
     {
         if (!box)
@@ -78,7 +104,7 @@ namespace {
                 setEnabled(box, i, false);
         }
         for (const T& value : values) {
-            if (findData(box, rawValue(value)) < 0)
+            if (!hasEntry(box, index, value))
                 addValue(box, value, false);
         }
     }
@@ -108,19 +134,7 @@ int findData(const QComboBox* box, const QVariant& raw)
     if (!box)
         return -1;
     RowIndex* const index = raw.userType() == QMetaType::QString ? RowIndex::of(box) : nullptr;
-    if (!index)
-        return box->findData(raw, Qt::UserRole);
-    // Entries holding a string compare as strings; any other entry by
-    // QVariant equality, which also matches a text like "5" with the number 5
-    // (an entry holding nothing never equals a string).
-    const int candidate = index->first(raw.toString());
-    for (int row : index->foreignRows()) {
-        if (candidate >= 0 && row > candidate)
-            break;
-        if (!index->holdsNothing(row) && box->itemData(row, Qt::UserRole) == raw)
-            return row;
-    }
-    return candidate;
+    return index ? findString(box, index, raw.toString()) : box->findData(raw, Qt::UserRole);
 }
 
 QString rawValueAt(const QListWidget* list, int row) { return RowIndex::of(list)->key(row); }
