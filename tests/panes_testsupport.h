@@ -11,6 +11,8 @@
 #include <kq/OnScreenDisplay.h>
 #include <kq/Property.h>
 
+#include <QImage>
+#include <QTemporaryDir>
 #include <QtTest>
 
 namespace kqtest {
@@ -77,6 +79,34 @@ inline kq::OnScreenPushControl* deleteButtonOf(
             return button;
     }
     return nullptr;
+}
+
+// Shows the pane at 400 x 300 pixels over an image of 800 x 600 units (two
+// units per pixel), with no frame timer. False if it was never exposed.
+inline bool showPane(kqgui::NodeWindowPane* pane)
+{
+    pane->setFrameRate(0);
+    pane->resize(400, 300);
+    pane->show();
+    if (!QTest::qWaitForWindowExposed(pane))
+        return false;
+    pane->setCoordinateSystem(QRectF(0, 0, 800, 600), kq::SDeskewParams());
+    return true;
+}
+
+// Shows a node whose video is a black 800 x 600 still picture written into
+// dir, so that the windows' colours stand out. False if it can't be written.
+inline bool showBlackPicture(kqgui::NodeWindowPane* pane, const QTemporaryDir& dir)
+{
+    const QString picture = dir.filePath(QStringLiteral("black.png"));
+    QImage black(800, 600, QImage::Format_RGB32);
+    black.fill(Qt::black);
+    if (!dir.isValid() || !black.save(picture))
+        return false;
+    auto* memory = new kq::MemoryConfigSession(QRectF(0, 0, 800, 600));
+    memory->setAttribute(QStringLiteral("video"), picture);
+    pane->setCoordinateSystem(kqm::smart<kq::INodeConfigSession>(memory));
+    return true;
 }
 
 // A string-choice property in a memory session.

@@ -46,11 +46,7 @@ private:
 void TestExposureWindowPane::init()
 {
     pane = new kqgui::ExposureWindowPane;
-    pane->setFrameRate(0);
-    pane->resize(400, 300);
-    pane->show();
-    QVERIFY(QTest::qWaitForWindowExposed(pane));
-    pane->setCoordinateSystem(QRectF(0, 0, 800, 600), kq::SDeskewParams());
+    QVERIFY(kqtest::showPane(pane));
     pane->showOnScreenDisplay(true);
     mouse = new kqtest::PaneMouse(pane);
 }
@@ -201,16 +197,8 @@ void TestExposureWindowPane::displayOffGreysWindows()
 
 void TestExposureWindowPane::renderIncludedAndExcluded()
 {
-    // A black still picture, so the windows' colours stand out.
     QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    const QString picture = dir.filePath(QStringLiteral("black.png"));
-    QImage black(800, 600, QImage::Format_RGB32);
-    black.fill(Qt::black);
-    QVERIFY(black.save(picture));
-    auto* memory = new kq::MemoryConfigSession(QRectF(0, 0, 800, 600));
-    memory->setAttribute(QStringLiteral("video"), picture);
-    pane->setCoordinateSystem(kqm::smart<kq::INodeConfigSession>(memory));
+    QVERIFY(kqtest::showBlackPicture(pane, dir));
 
     mouse->drawRect(QPoint(40, 40), QPoint(160, 120));
     mouse->drawRect(QPoint(220, 140), QPoint(360, 260));

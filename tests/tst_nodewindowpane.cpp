@@ -123,12 +123,7 @@ private:
 void TestNodeWindowPane::init()
 {
     pane = new TestPane;
-    pane->setFrameRate(0);
-    pane->resize(400, 300);
-    pane->show();
-    QVERIFY(QTest::qWaitForWindowExposed(pane));
-    // 800 x 600 image units on 400 x 300 pixels: two units per pixel.
-    pane->setCoordinateSystem(QRectF(0, 0, 800, 600), kq::SDeskewParams());
+    QVERIFY(kqtest::showPane(pane));
     mouse = new kqtest::PaneMouse(pane);
 }
 
@@ -141,6 +136,7 @@ void TestNodeWindowPane::cleanup()
 
 void TestNodeWindowPane::construction()
 {
+    kqtest::LogCapture log(kq::Log::Warning);
     TestPane fresh;
     QCOMPARE(fresh.count(), 0);
     QCOMPARE(fresh.selected(), -1);
@@ -169,6 +165,11 @@ void TestNodeWindowPane::construction()
     QTest::mouseClick(fresh.onScreenDisplay()->widget(), Qt::LeftButton, {}, QPoint(50, 50));
     QCOMPARE(fresh.newFrames, 0);
     QCOMPARE(fresh.count(), 0);
+    // Every connection was made (a failed one logs a warning).
+    fresh.showOnScreenDisplay(true);
+    fresh.addRect(QRect(10, 10, 20, 20), Qt::red);
+    fresh.addPolygon(triangle(30, 30).toPolygon(), Qt::red);
+    QCOMPARE(log.lines(), QStringList());
 }
 
 void TestNodeWindowPane::metaObjectNames()
@@ -868,20 +869,22 @@ void TestNodeWindowPane::timerAndZoomPollDeskew()
     pane->setZoom(200, QPoint(400, 300));
     QCOMPARE(display.count(), 2);
     QCOMPARE(view->value().selectedIndex, 2);
+
+    // So does a new frame size.
+    memory->setAttribute(QStringLiteral("deskew"),
+        QVariantMap { { QStringLiteral("view"), 0 }, { QStringLiteral("lensCorrection"), true } });
+    memory->setImageRect(QRectF(0, 0, 640, 480));
+    QSignalSpy frameSize(pane, &kq::NodeWidget::frameSizeChanged);
+    pane->setSession(session);
+    QCOMPARE(frameSize.count(), 1);
+    QCOMPARE(display.count(), 3);
+    QCOMPARE(view->value().selectedIndex, 0);
 }
 
 void TestNodeWindowPane::renderWindows()
 {
-    // A black still picture, so the windows' colours stand out.
     QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    const QString picture = dir.filePath(QStringLiteral("black.png"));
-    QImage black(800, 600, QImage::Format_RGB32);
-    black.fill(Qt::black);
-    QVERIFY(black.save(picture));
-    auto* memory = new kq::MemoryConfigSession(QRectF(0, 0, 800, 600));
-    memory->setAttribute(QStringLiteral("video"), picture);
-    pane->setCoordinateSystem(kqm::smart<kq::INodeConfigSession>(memory));
+    QVERIFY(kqtest::showBlackPicture(pane, dir));
 
     pane->addRect(
         QRect(QPoint(100, 80), QPoint(300, 200)), QColor(255, 0, 0, 128)); // pixels 50..150 / 40..100

@@ -45,11 +45,7 @@ private:
 void TestVideoMotionWindowPane::init()
 {
     pane = new kqgui::VideoMotionWindowPane;
-    pane->setFrameRate(0);
-    pane->resize(400, 300);
-    pane->show();
-    QVERIFY(QTest::qWaitForWindowExposed(pane));
-    pane->setCoordinateSystem(QRectF(0, 0, 800, 600), kq::SDeskewParams());
+    QVERIFY(kqtest::showPane(pane));
     pane->showOnScreenDisplay(true);
     mouse = new kqtest::PaneMouse(pane);
 }
@@ -302,14 +298,7 @@ void TestVideoMotionWindowPane::lensCorrectionDrawsPolygons()
 void TestVideoMotionWindowPane::renderSetsAndReference()
 {
     QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    const QString picture = dir.filePath(QStringLiteral("black.png"));
-    QImage black(800, 600, QImage::Format_RGB32);
-    black.fill(Qt::black);
-    QVERIFY(black.save(picture));
-    auto* memory = new kq::MemoryConfigSession(QRectF(0, 0, 800, 600));
-    memory->setAttribute(QStringLiteral("video"), picture);
-    pane->setCoordinateSystem(kqm::smart<kq::INodeConfigSession>(memory));
+    QVERIFY(kqtest::showBlackPicture(pane, dir));
 
     mouse->drawRect(QPoint(30, 30), QPoint(130, 130));
     pane->setThreshold(0, 100, 100); // opaque-ish white

@@ -169,8 +169,7 @@ public:
 
     // The number of windows.
     int count() const;
-    // Window i, whatever its kind. The index is not checked against the
-    // kinds of windows; one out of range gives null.
+    // Window i, whatever its kind; null for an index out of range.
     kq::OnScreenRectControl* childAt(int index) const;
     using QWidget::childAt;
     // Window i if it is of that kind; null if it is not or if i is out of
