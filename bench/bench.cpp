@@ -5,13 +5,17 @@
 // the number of nodes.
 #include <ConfigDialogs/IpPortTreeWidget.h>
 #include <ConfigDialogs/PropertyWidgets.h>
+#include <ConfigDialogs/VideoMotionWindowPane.h>
+#include <kq/CoordinateSystem.h>
 #include <kq/MemoryConfigSession.h>
 #include <kq/NodeDB.h>
+#include <kq/NodeWidget.h>
 
 #include <benchmark/benchmark.h>
 
 #include <QApplication>
 #include <QComboBox>
+#include <QImage>
 #include <QListWidget>
 #include <QMap>
 #include <QTreeWidget>
@@ -253,6 +257,106 @@ void treeBaseline(benchmark::State& state)
 }
 
 // ---------------------------------------------------------------------------
+// pane: repaint of a video-motion pane showing 64 windows over a 1920 x 1080
+// frame, against the same frame painted by the live-video widget alone.
+
+constexpr int kPaneWindows = 64;
+constexpr int kRemapWindows = 1000;
+
+kqm::smart<kq::MemoryConfigSession> frameSession(bool lensCorrection)
+{
+    kqm::smart<kq::MemoryConfigSession> session(new kq::MemoryConfigSession(QRectF(0, 0, 1920, 1080)));
+    if (lensCorrection)
+        session->setAttribute(QStringLiteral("deskew"),
+            QVariantMap {
+                { QStringLiteral("lensCorrection"), true }, { QStringLiteral("lensStrength"), -100 } });
+    return session;
+}
+
+void showFrame(kq::NodeWidget& widget, const kqm::smart<kq::MemoryConfigSession>& session)
+{
+    widget.setSession(session);
+    widget.setFrameRate(0);
+    widget.resize(1280, 720);
+    widget.advanceFrame();
+}
+
+void paneWork(benchmark::State& state)
+{
+    const auto session = frameSession(false);
+    kqgui::VideoMotionWindowPane pane;
+    showFrame(pane, session);
+    pane.setCoordinateSystem(session);
+    for (int i = 0; i < kPaneWindows; ++i) {
+        const int x = 20 + (i % 8) * 230, y = 20 + (i / 8) * 130;
+        pane.addRect(QRect(x, y, 200, 100), Qt::white);
+        pane.setThreshold(0, 10 + i, 100);
+        pane.setVMSet(0, kq::EVideoMotionSet(1 + i % 2));
+    }
+    pane.showOnScreenDisplay(true);
+    QImage image(pane.size(), QImage::Format_ARGB32_Premultiplied);
+    for (auto _ : state) {
+        pane.render(&image);
+        benchmark::DoNotOptimize(image.constBits());
+    }
+}
+
+void paneBaseline(benchmark::State& state)
+{
+    kq::NodeWidget widget(nullptr, kq::NodeWidget::ENodeViewMode(0), QColor(120, 120, 120));
+    showFrame(widget, frameSession(false));
+    QImage image(widget.size(), QImage::Format_ARGB32_Premultiplied);
+    for (auto _ : state) {
+        widget.render(&image);
+        benchmark::DoNotOptimize(image.constBits());
+    }
+}
+
+// ---------------------------------------------------------------------------
+// remap: resizing a pane with 1000 lens-corrected polygon windows (there and
+// back), against mapping the same polygons with the coordinate system alone.
+
+QPolygon remapPolygon(int i)
+{
+    const int x = 40 + (i % 40) * 45, y = 40 + (i / 40) * 40;
+    return QPolygon({ QPoint(x, y), QPoint(x + 30, y + 5), QPoint(x + 25, y + 30), QPoint(x + 2, y + 25) });
+}
+
+void remapWork(benchmark::State& state)
+{
+    const auto session = frameSession(true);
+    kqgui::VideoMotionWindowPane pane;
+    showFrame(pane, session);
+    pane.setCoordinateSystem(session);
+    for (int i = 0; i < kRemapWindows; ++i)
+        pane.addPolygon(remapPolygon(i), Qt::white);
+    pane.show();
+    for (auto _ : state) {
+        pane.resize(1000, 600);
+        pane.resize(1280, 720);
+    }
+    benchmark::DoNotOptimize(pane.count());
+}
+
+void remapBaseline(benchmark::State& state)
+{
+    const kq::SDeskewParams deskew = kq::NodeWidget::getDeskewParams(frameSession(true));
+    kq::CoordinateSystem coordinates;
+    coordinates.setApplicationRect(QRectF(0, 0, 1920, 1080));
+    coordinates.setGridSnap(QRectF(0, 0, 1.0, 1.0));
+    QVector<QPolygonF> polygons;
+    for (int i = 0; i < kRemapWindows; ++i)
+        polygons.append(QPolygonF(remapPolygon(i)));
+    for (auto _ : state) {
+        for (const QRect& screen : { QRect(0, 0, 1000, 600), QRect(0, 0, 1280, 720) }) {
+            coordinates.setScreenRect(screen);
+            for (const QPolygonF& polygon : qAsConst(polygons))
+                benchmark::DoNotOptimize(coordinates.mapToScreen(polygon, deskew));
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------
 // The table of ratios.
 
 struct Case {
@@ -266,6 +370,12 @@ const Case kCases[] = {
     { "list", &listWork, &listBaseline, 3.0 },
     { "combo", &comboWork, &comboBaseline, 3.0 },
     { "tree", &treeWork, &treeBaseline, 3.0 },
+};
+
+// Cases that do not grow with the number of nodes.
+const Case kFixedCases[] = {
+    { "pane", &paneWork, &paneBaseline, 1.3 },
+    { "remap", &remapWork, &remapBaseline, 1.5 },
 };
 
 class RatioReporter : public benchmark::ConsoleReporter {
@@ -283,7 +393,8 @@ public:
     {
         // CPU time of the process: both sides run on one thread, and the
         // machines this runs on are often shared.
-        std::printf("\n| case | nodes | work (ms CPU) | baseline (ms CPU) | ratio | goal | work per node (ms) |\n");
+        std::printf(
+            "\n| case | nodes | work (ms CPU) | baseline (ms CPU) | ratio | goal | work per node (ms) |\n");
         std::printf("|---|---|---|---|---|---|---|\n");
         for (const Case& c : kCases) {
             for (int n : kNodeCounts) {
@@ -294,6 +405,13 @@ public:
                 std::printf("| %s | %d | %.2f | %.2f | %.2f | %s%.1f | %.3f |\n", c.name, n, work, base,
                     work / base, "<= ", c.goal, work / n);
             }
+        }
+        for (const Case& c : kFixedCases) {
+            const double work = time(c.name, "work", 0);
+            const double base = time(c.name, "baseline", 0);
+            if (work >= 0 && base >= 0)
+                std::printf("| %s | - | %.2f | %.2f | %.2f | <= %.1f | - |\n", c.name, work, base,
+                    work / base, c.goal);
         }
     }
 
@@ -321,6 +439,14 @@ int main(int argc, char** argv)
                     ->Unit(benchmark::kMillisecond)
                     ->MinTime(0.3);
             }
+        }
+    }
+    for (const Case& c : kFixedCases) {
+        for (const auto& kind : { std::make_pair("work", c.work), std::make_pair("baseline", c.baseline) }) {
+            benchmark::RegisterBenchmark((std::string(c.name) + "/" + kind.first).c_str(), kind.second)
+                ->Arg(0)
+                ->Unit(benchmark::kMillisecond)
+                ->MinTime(0.3);
         }
     }
     RatioReporter reporter;
