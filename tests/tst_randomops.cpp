@@ -2,14 +2,22 @@
 // Each sequence is seeded; a failure names its seed and step, and setting
 // KQ_RANDOMOPS_SEED replays one seed alone. Under the sanitizer build the
 // same sequences are checked for memory errors and leaks.
+#define QTEST_QPA_MOUSE_HANDLING
+#include <QtTest>
+
 #include "ipporttree_testsupport.h"
+#include "panes_testsupport.h"
+
+#include <ConfigDialogs/VideoMotionWindowPane.h>
+#include <kq/CoordinateSystem.h>
+#include <kq/NodeWidget.h>
+#include <kq/OnScreenDisplay.h>
 
 #include <QApplication>
 #include <QMap>
 #include <QRandomGenerator>
 #include <QTimer>
 #include <QTreeWidgetItemIterator>
-#include <QtTest>
 
 using kqgui::IpPortTreeWidget;
 using Entry = IpPortTreeWidget::Entry;
@@ -289,6 +297,187 @@ private:
     QStringList m_expectedWritten;
 };
 
+// Random operations on a video-motion pane: windows added, selected, moved,
+// resized and deleted, the camera's lens correction changed, the pane
+// resized. After every step each window's screen geometry is what the
+// coordinate system makes of its application geometry (to a pixel or two of
+// rounding and grid snap).
+class PaneSequence {
+public:
+    explicit PaneSequence(quint32 seed)
+        : m_seed(seed)
+        , m_random(seed)
+        , m_mouse(&m_pane)
+    {
+    }
+
+    QString run(int steps)
+    {
+        if (!kqtest::showPane(&m_pane))
+            return QStringLiteral("the pane was never shown");
+        m_session = new kq::MemoryConfigSession(QRectF(0, 0, 800, 600));
+        m_pane.setCoordinateSystem(kqm::smart<kq::INodeConfigSession>(m_session));
+        m_pane.showOnScreenDisplay(true);
+        for (int step = 0; step < steps; ++step) {
+            operate();
+            // Window-system events (a top-level pane's resize among them)
+            // arrive through the event loop, as they would for a user.
+            QCoreApplication::processEvents();
+            kqtest::flushDeletes();
+            const QString problem = invariantProblem();
+            if (!problem.isEmpty())
+                return QStringLiteral("seed %1, step %2 (%3): %4").arg(m_seed).arg(step).arg(m_last, problem);
+        }
+        m_pane.removeAll();
+        kqtest::flushDeletes();
+        return m_pane.count() == 0 ? QString()
+                                   : QStringLiteral("seed %1: windows left after removeAll()").arg(m_seed);
+    }
+
+private:
+    int pick(int n) { return n <= 0 ? 0 : int(m_random.bounded(quint32(n))); }
+
+    kq::OnScreenRectControl* randomWindow()
+    {
+        const int n = m_pane.count();
+        return n ? m_pane.childAt(pick(n)) : nullptr;
+    }
+
+    void operate()
+    {
+        switch (pick(9)) {
+        case 0: {
+            const QRect r(pick(700), pick(500), 10 + pick(90), 10 + pick(90));
+            m_last = QStringLiteral("add rect");
+            m_pane.addRect(r, Qt::white);
+            break;
+        }
+        case 1: {
+            const int x = pick(700), y = pick(500);
+            m_last = QStringLiteral("add polygon");
+            m_pane.addPolygon(QPolygon({ QPoint(x, y), QPoint(x + 10 + pick(80), y + pick(20)),
+                                  QPoint(x + pick(40), y + 10 + pick(80)) }),
+                Qt::white);
+            break;
+        }
+        case 2:
+            if (kq::OnScreenRectControl* window = randomWindow()) {
+                m_last = QStringLiteral("select");
+                m_mouse.click(window->rect().center());
+            }
+            break;
+        case 3:
+            if (kq::OnScreenRectControl* window = randomWindow()) {
+                m_last = QStringLiteral("move");
+                const QPoint from = window->rect().center();
+                m_mouse.drag(from, from + QPoint(pick(81) - 40, pick(81) - 40));
+            }
+            break;
+        case 4:
+            if (m_pane.count() > 0) {
+                const int i = pick(m_pane.count());
+                m_last = QStringLiteral("resize window %1").arg(i);
+                m_pane.applicationRectAt(i)->setGeometry(
+                    QRectF(pick(600), pick(400), 20 + pick(150), 20 + pick(150)));
+            }
+            break;
+        case 5:
+            if (kq::OnScreenRectControl* window = randomWindow()) {
+                m_last = QStringLiteral("delete");
+                kq::OnScreenPushControl* button = kqtest::deleteButtonOf(&m_pane, window);
+                if (button && button->isShown())
+                    m_mouse.click(button->area().center());
+            }
+            break;
+        case 6: {
+            static const int strengths[] = { -50, -100, -150 };
+            const int strength = strengths[pick(3)];
+            m_last = QStringLiteral("lens strength %1").arg(strength);
+            m_session->setAttribute(QStringLiteral("deskew"),
+                QVariantMap { { QStringLiteral("lensCorrection"), true },
+                    { QStringLiteral("lensStrength"), strength } });
+            QMetaObject::invokeMethod(&m_pane, "updateCoordinateSystem");
+            break;
+        }
+        case 7: {
+            const QSize size(200 + pick(400), 150 + pick(300));
+            m_last = QStringLiteral("resize pane to %1x%2").arg(size.width()).arg(size.height());
+            m_pane.resize(size);
+            break;
+        }
+        default:
+            m_last = QStringLiteral("display switched");
+            m_pane.showOnScreenDisplay(pick(4) != 0);
+            break;
+        }
+    }
+
+    static bool near(const QPoint& a, const QPoint& b) { return (a - b).manhattanLength() <= 4; }
+
+    QString invariantProblem()
+    {
+        const kq::CoordinateSystem* cs = m_pane.coordinateSystem();
+        // The image keeps its aspect ratio inside the pane.
+        if (!m_pane.rect().contains(cs->screenRect()))
+            return QStringLiteral("screen rectangle outside the pane");
+        const int n = m_pane.count();
+        if (m_pane.selected() < -1 || m_pane.selected() >= n)
+            return QStringLiteral("selected() %1 with %2 windows").arg(m_pane.selected()).arg(n);
+        for (int i = 0; i < n; ++i) {
+            if (!m_pane.applicationRectAt(i))
+                return QStringLiteral("window %1 has no application geometry").arg(i);
+            if (kqgui::PanePolygonControl* polygon = m_pane.polyControlAt(i)) {
+                const QPolygon screen = polygon->polygon();
+                if (polygon->applicationPolygon.isEmpty() || screen.isEmpty())
+                    continue; // being drawn
+                const QPolygon expected = cs->mapToScreen(polygon->applicationPolygon, polygon->deskewParams);
+                if (expected.size() != screen.size())
+                    return QStringLiteral("polygon %1 has %2 points on screen, %3 mapped")
+                        .arg(i)
+                        .arg(screen.size())
+                        .arg(expected.size());
+                for (int k = 0; k < screen.size(); ++k) {
+                    if (!near(screen.at(k), expected.at(k)))
+                        return QStringLiteral("polygon %1 point %2 at (%3,%4) on screen, (%5,%6) mapped")
+                            .arg(i)
+                            .arg(k)
+                            .arg(screen.at(k).x())
+                            .arg(screen.at(k).y())
+                            .arg(expected.at(k).x())
+                            .arg(expected.at(k).y());
+                }
+            } else if (kqgui::PaneRectControl* rect = m_pane.rectControlAt(i)) {
+                const QRect screen = rect->rect();
+                if (screen.isNull() || rect->applicationRect.isNull())
+                    continue; // being drawn
+                const QRect expected = cs->mapToScreen(rect->applicationRect);
+                if (!near(screen.topLeft(), expected.topLeft())
+                    || !near(screen.bottomRight(), expected.bottomRight()))
+                    return QStringLiteral("rect %1 at (%2,%3 %4x%5) on screen, (%6,%7 %8x%9) mapped")
+                        .arg(i)
+                        .arg(screen.x())
+                        .arg(screen.y())
+                        .arg(screen.width())
+                        .arg(screen.height())
+                        .arg(expected.x())
+                        .arg(expected.y())
+                        .arg(expected.width())
+                        .arg(expected.height());
+            } else {
+                return QStringLiteral("window %1 is of no known kind").arg(i);
+            }
+        }
+        return QString();
+    }
+
+    quint32 m_seed;
+    QRandomGenerator m_random;
+    kqgui::VideoMotionWindowPane m_pane;
+    kqtest::PaneMouse m_mouse;
+    kq::MemoryConfigSession* m_session = nullptr;
+    QString m_last;
+};
+
 } // namespace
 
 class TestRandomOps : public QObject {
@@ -308,6 +497,16 @@ private Q_SLOTS:
         }
         for (quint32 seed = 1; seed <= 24; ++seed)
             QTest::addRow("seed %u", seed) << seed;
+    }
+
+    void paneWindows_data() { ipPortTree_data(); }
+
+    void paneWindows()
+    {
+        QFETCH(quint32, seed);
+        PaneSequence sequence(seed);
+        const QString problem = sequence.run(120);
+        QVERIFY2(problem.isEmpty(), qPrintable(problem));
     }
 
     void ipPortTree()
