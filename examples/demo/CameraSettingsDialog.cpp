@@ -1,0 +1,456 @@
+#include "CameraSettingsDialog.h"
+
+#include "CameraProperties.h"
+
+#include <ConfigDialogs/IpPortTreeWidget.h>
+#include <ConfigDialogs/PropertyWidgets.h>
+#include <kq/NodeDB.h>
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSpinBox>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+namespace demo {
+
+namespace {
+
+    const int kContext = kq::HasProperties::k_contextIndexDefault;
+
+    // The compression level (0..10) is shown in percent.
+    const double kCompressionPercentPerLevel = 10.0;
+
+    kqm::smart<kq::INodeConfigSession> sessionOf(const QString& nodeId)
+    {
+        return kq::NodeDB::getDB()->session(nodeId);
+    }
+
+    // A per-node attribute of the camera document holding a list of strings.
+    QVector<QString> stringsAttribute(const QString& nodeId, const QString& key)
+    {
+        QVector<QString> result;
+        const kqm::smart<const kq::Node> node = kq::NodeDB::getDB()->node(nodeId);
+        if (node.null())
+            return result;
+        for (const QVariant& v : node->session()->attribute(key).toList())
+            result.append(v.toString());
+        return result;
+    }
+
+    // Display texts for the raw values. Translators answer an empty text for a
+    // value they don't know, and the binding then shows the raw value.
+    QString resolutionText(const QString& value)
+    {
+        if (value == QLatin1String("640x480"))
+            return CameraSettingsDialog::tr("VGA (640 × 480)");
+        if (value == QLatin1String("1280x720"))
+            return CameraSettingsDialog::tr("720p (1280 × 720)");
+        if (value == QLatin1String("1280x960"))
+            return CameraSettingsDialog::tr("960p (1280 × 960)");
+        if (value == QLatin1String("1920x1080"))
+            return CameraSettingsDialog::tr("1080p (1920 × 1080)");
+        if (value == QLatin1String("2560x1440"))
+            return CameraSettingsDialog::tr("1440p (2560 × 1440)");
+        return QString();
+    }
+
+    QString frameRateText(double fps) { return CameraSettingsDialog::tr("%1 fps").arg(fps); }
+
+    QString eventText(const QString& value)
+    {
+        if (value == QLatin1String("motion"))
+            return CameraSettingsDialog::tr("Motion detection");
+        if (value == QLatin1String("tamper"))
+            return CameraSettingsDialog::tr("Tampering");
+        if (value == QLatin1String("input1"))
+            return CameraSettingsDialog::tr("Digital input 1");
+        if (value == QLatin1String("input2"))
+            return CameraSettingsDialog::tr("Digital input 2");
+        if (value == QLatin1String("output1"))
+            return CameraSettingsDialog::tr("Relay output 1");
+        if (value == QLatin1String("audio"))
+            return CameraSettingsDialog::tr("Audio detection");
+        return QString();
+    }
+
+    struct Codec {
+        const char* value;
+        const char* text;
+    };
+    const Codec kCodecs[] = {
+        { "h264", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "H.264") },
+        { "h265", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "H.265") },
+        { "mjpeg", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "Motion JPEG") },
+    };
+
+    // The raw value a codec button stands for (kept by the binding as "value").
+    QString codecValue(const QRadioButton* button) { return button->property("value").toString(); }
+
+    // The master row carries a tool tip on its port cell.
+    bool hasMasterRow(const QTreeWidget* tree)
+    {
+        for (int i = 0; i < tree->topLevelItemCount(); ++i) {
+            if (!tree->topLevelItem(i)->data(1, Qt::ToolTipRole).toString().isEmpty())
+                return true;
+        }
+        return false;
+    }
+
+} // namespace
+
+CameraSettingsDialog::CameraSettingsDialog(QWidget* parent)
+    : QWidget(parent)
+{
+    m_tabs = new QTabWidget(this);
+    m_tabs->setObjectName(QStringLiteral("tabs"));
+    m_tabs->addTab(createGeneralTab(), tr("&General"));
+    m_tabs->addTab(createVideoTab(), tr("&Video"));
+    m_tabs->addTab(createEventsTab(), tr("E&vents"));
+    m_tabs->addTab(createNetworkTab(), tr("&Network"));
+
+    auto* buttons = new QDialogButtonBox(this);
+    m_applyButton = buttons->addButton(QDialogButtonBox::Apply);
+    m_applyButton->setObjectName(QStringLiteral("apply"));
+    m_revertButton = buttons->addButton(QDialogButtonBox::Reset);
+    m_revertButton->setText(tr("&Revert"));
+    m_revertButton->setObjectName(QStringLiteral("revert"));
+    connect(m_applyButton, &QPushButton::clicked, this, &CameraSettingsDialog::apply);
+    connect(m_revertButton, &QPushButton::clicked, this, &CameraSettingsDialog::revert);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_tabs);
+    layout->addWidget(buttons);
+
+    setCameras(QStringList());
+}
+
+CameraSettingsDialog::~CameraSettingsDialog() = default;
+
+QWidget* CameraSettingsDialog::createGeneralTab()
+{
+    auto* page = new QWidget;
+    m_name = new QLineEdit;
+    m_name->setObjectName(QStringLiteral("name"));
+    m_modelFirmware = new QLabel;
+    m_modelFirmware->setObjectName(QStringLiteral("modelFirmware"));
+    m_modelFirmware->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_statusLed = new QCheckBox(tr("Status LED lit"));
+    m_statusLed->setObjectName(QStringLiteral("statusLed"));
+    m_mirror = new QComboBox;
+    m_mirror->setObjectName(QStringLiteral("mirror"));
+    m_wideDynamicRange = new QCheckBox(tr("Wide dynamic range"));
+    m_wideDynamicRange->setObjectName(QStringLiteral("wideDynamicRange"));
+
+    auto* form = new QFormLayout(page);
+    form->addRow(tr("Camera:"), m_modelFirmware);
+    form->addRow(tr("&Name:"), m_name);
+    form->addRow(tr("&Image:"), m_mirror);
+    form->addRow(QString(), m_statusLed);
+    form->addRow(QString(), m_wideDynamicRange);
+    return page;
+}
+
+QWidget* CameraSettingsDialog::createVideoTab()
+{
+    auto* page = new QWidget;
+    m_resolution = new QComboBox;
+    m_resolution->setObjectName(QStringLiteral("resolution"));
+    m_frameRate = new QComboBox;
+    m_frameRate->setObjectName(QStringLiteral("frameRate"));
+    m_compression = new QSpinBox;
+    m_compression->setObjectName(QStringLiteral("compression"));
+    m_compression->setSuffix(tr(" %"));
+    m_compression->setSingleStep(int(kCompressionPercentPerLevel));
+    m_keyFrameInterval = new QSpinBox;
+    m_keyFrameInterval->setObjectName(QStringLiteral("keyFrameInterval"));
+    m_keyFrameInterval->setSuffix(tr(" frames"));
+    m_httpPort = new QSpinBox;
+    m_httpPort->setObjectName(QStringLiteral("httpPort"));
+
+    auto* codecBox = new QGroupBox(tr("Codec"));
+    auto* codecLayout = new QHBoxLayout(codecBox);
+    for (const Codec& codec : kCodecs) {
+        auto* button = new QRadioButton(tr(codec.text));
+        kq::resetRadioButton(button, QLatin1String(codec.value));
+        button->setObjectName(QStringLiteral("codec-%1").arg(QLatin1String(codec.value)));
+        // The binding switches auto-exclusivity off to show cameras that
+        // disagree (no button checked); a choice by the user makes the group
+        // exclusive again.
+        connect(button, &QRadioButton::clicked, this, [this, button](bool checked) {
+            if (!checked)
+                return;
+            for (QRadioButton* other : qAsConst(m_codecButtons)) {
+                if (other != button)
+                    other->setChecked(false);
+                other->setAutoExclusive(true);
+            }
+        });
+        codecLayout->addWidget(button);
+        m_codecButtons.append(button);
+    }
+    codecLayout->addStretch();
+
+    auto* form = new QFormLayout(page);
+    form->addRow(tr("&Resolution:"), m_resolution);
+    form->addRow(tr("&Frame rate:"), m_frameRate);
+    form->addRow(tr("&Compression:"), m_compression);
+    form->addRow(tr("&Key frame every:"), m_keyFrameInterval);
+    form->addRow(codecBox);
+    form->addRow(tr("&HTTP port:"), m_httpPort);
+    return page;
+}
+
+QWidget* CameraSettingsDialog::createEventsTab()
+{
+    auto* page = new QWidget;
+    m_events = new QListWidget;
+    m_events->setObjectName(QStringLiteral("events"));
+    auto* hint = new QLabel(tr("Checked events are those the client reacts to. <b>Bold</b>: enabled on "
+                               "the camera; <i>italic</i>: enabled on some of the selected cameras."));
+    hint->setWordWrap(true);
+
+    auto* layout = new QVBoxLayout(page);
+    layout->addWidget(hint);
+    layout->addWidget(m_events);
+    return page;
+}
+
+QWidget* CameraSettingsDialog::createNetworkTab()
+{
+    auto* page = new QWidget;
+    m_receivers = new kqgui::IpPortTreeWidget;
+    m_receivers->setObjectName(QStringLiteral("receivers"));
+    m_receivers->setRootIsDecorated(false);
+    m_receivers->setColumnWidth(0, 220);
+
+    m_addReceiver = new QPushButton(tr("&Add"));
+    m_addReceiver->setObjectName(QStringLiteral("addReceiver"));
+    m_removeReceiver = new QPushButton(tr("Re&move"));
+    m_removeReceiver->setObjectName(QStringLiteral("removeReceiver"));
+    m_upReceiver = new QPushButton(tr("&Up"));
+    m_upReceiver->setObjectName(QStringLiteral("upReceiver"));
+    m_downReceiver = new QPushButton(tr("&Down"));
+    m_downReceiver->setObjectName(QStringLiteral("downReceiver"));
+    m_masterPort = new QLabel;
+    m_masterPort->setObjectName(QStringLiteral("masterPort"));
+    m_masterPort->setWordWrap(true);
+
+    // Each action runs with the tree's signals blocked and restores them
+    // afterwards, except when it has nothing to do (then they stay blocked).
+    // The buttons are only enabled where the action has something to do.
+    auto run = [this](void (kqgui::IpPortTreeWidget::*action)()) {
+        return [this, action] {
+            (m_receivers->*action)();
+            updateNetworkButtons();
+        };
+    };
+    connect(m_addReceiver, &QPushButton::clicked, this, run(&kqgui::IpPortTreeWidget::insertItem));
+    connect(m_removeReceiver, &QPushButton::clicked, this, run(&kqgui::IpPortTreeWidget::removeItem));
+    connect(m_upReceiver, &QPushButton::clicked, this, run(&kqgui::IpPortTreeWidget::upItem));
+    connect(m_downReceiver, &QPushButton::clicked, this, run(&kqgui::IpPortTreeWidget::downItem));
+    connect(
+        m_receivers, &QTreeWidget::itemSelectionChanged, this, &CameraSettingsDialog::updateNetworkButtons);
+    connect(m_receivers, &QTreeWidget::itemChanged, this, &CameraSettingsDialog::updateNetworkButtons);
+    connect(m_receivers, &kqgui::IpPortTreeWidget::masterPortChanged, this,
+        &CameraSettingsDialog::showMasterPort);
+
+    auto* side = new QVBoxLayout;
+    side->addWidget(m_addReceiver);
+    side->addWidget(m_removeReceiver);
+    side->addWidget(m_upReceiver);
+    side->addWidget(m_downReceiver);
+    side->addSpacing(12);
+    side->addWidget(m_masterPort);
+    side->addStretch();
+
+    auto* hint = new QLabel(tr("Where the cameras send alarm messages. Double-click a cell to edit it; "
+                               "right-click a row to use its port as the master port."));
+    hint->setWordWrap(true);
+    auto* row = new QHBoxLayout;
+    row->addWidget(m_receivers, 1);
+    row->addLayout(side);
+    auto* layout = new QVBoxLayout(page);
+    layout->addWidget(hint);
+    layout->addLayout(row);
+    return page;
+}
+
+void CameraSettingsDialog::setCameras(const QStringList& nodeIds)
+{
+    m_nodeIds.clear();
+    for (const QString& id : nodeIds) {
+        if (!sessionOf(id).null())
+            m_nodeIds.append(id);
+    }
+    const bool any = !m_nodeIds.isEmpty();
+    m_tabs->setEnabled(any);
+    m_applyButton->setEnabled(any);
+    m_revertButton->setEnabled(any);
+    revert();
+}
+
+bool CameraSettingsDialog::showTab(const QString& name)
+{
+    for (int i = 0; i < m_tabs->count(); ++i) {
+        if (m_tabs->tabText(i).remove(QLatin1Char('&')).compare(name, Qt::CaseInsensitive) == 0) {
+            m_tabs->setCurrentIndex(i);
+            return true;
+        }
+    }
+    return false;
+}
+
+void CameraSettingsDialog::revert()
+{
+    resetWidgets();
+    for (const QString& id : qAsConst(m_nodeIds))
+        updateWidgets(id);
+    finishUpdate();
+}
+
+void CameraSettingsDialog::apply()
+{
+    for (const QString& id : qAsConst(m_nodeIds))
+        applyTo(id);
+    Q_EMIT applied();
+    revert();
+}
+
+void CameraSettingsDialog::resetWidgets()
+{
+    kq::resetLineEdit(m_name);
+    kq::resetLabel(m_modelFirmware);
+    kq::resetCheckBox(m_statusLed);
+    kq::resetComboBox(m_mirror, tr("Mirrored"), tr("Normal"));
+    kq::resetCheckBox(m_wideDynamicRange, QStringLiteral("off"), QStringLiteral("on"));
+
+    kq::resetComboBox(m_resolution, &resolutionText);
+    kq::resetComboBox(m_frameRate, &frameRateText);
+    kq::resetSpinBox(m_compression, kCompressionPercentPerLevel, 0, 100, 0);
+    kq::resetSpinBox(m_keyFrameInterval, 1.0, 0, 0, 0);
+    for (QRadioButton* button : qAsConst(m_codecButtons))
+        kq::resetRadioButton(button, codecValue(button));
+    kq::resetSpinBox(m_httpPort, 1.0, 1, 65535, 1);
+
+    kq::resetListWidget(m_events, &eventText);
+    m_enabledEvents.clear();
+    m_configurableEvents.clear();
+
+    m_receivers->reset();
+}
+
+void CameraSettingsDialog::updateWidgets(const QString& nodeId)
+{
+    const kqm::smart<kq::INodeConfigSession> session = sessionOf(nodeId);
+    const bool first = nodeId == m_nodeIds.first();
+
+    kq::updateLineEdit(m_name, session, NameProperty);
+    kq::updateLabel(m_modelFirmware, tr("Model/firmware"), session, ModelProperty, FirmwareProperty);
+    kq::updateCheckBox(m_statusLed, session, StatusLedProperty);
+    kq::updateComboBox(m_mirror, session, MirrorProperty);
+    kq::updateCheckBox(m_wideDynamicRange, session, WideDynamicRangeProperty);
+
+    kq::updateComboBox(m_resolution, session, ResolutionProperty);
+    kq::updateComboBox(m_frameRate, session, FrameRateProperty, true);
+    kq::updateSpinBox(m_compression, session, CompressionProperty);
+    kq::updateSpinBox(m_keyFrameInterval, session, KeyFrameIntervalProperty, true);
+    for (QRadioButton* button : qAsConst(m_codecButtons)) {
+        kq::updateRadioButton(button, session, CodecProperty);
+        // A codec some camera doesn't offer can't be chosen for all of them.
+        const kq::StringOptionsProperty* codec = session->property(CodecProperty, kContext);
+        if (codec && !codec->value().values.contains(codecValue(button)))
+            kq::setEnabled(button, false);
+    }
+    if (const kq::LongProperty* port = session->property(HttpPortProperty, kContext))
+        kq::updatePortSpinBox(m_httpPort, port->value());
+    else
+        kq::setEnabled(m_httpPort, false);
+
+    const QVector<QString> enabled = stringsAttribute(nodeId, EnabledEventsAttribute);
+    kq::updateEventListWidget(m_events, session, EventsProperty, enabled);
+    for (const QString& event : enabled) {
+        if (!m_enabledEvents.contains(event))
+            m_enabledEvents.append(event);
+    }
+    const QVector<QString> configurable = stringsAttribute(nodeId, ConfigurableEventsAttribute);
+    if (first) {
+        m_configurableEvents = configurable;
+    } else {
+        m_configurableEvents.erase(std::remove_if(m_configurableEvents.begin(), m_configurableEvents.end(),
+                                       [&](const QString& e) { return !configurable.contains(e); }),
+            m_configurableEvents.end());
+    }
+
+    m_receivers->update(session->property(AlarmReceiversProperty, kContext), nodeId);
+}
+
+void CameraSettingsDialog::finishUpdate()
+{
+    kq::markEnabledEvents(m_events, m_enabledEvents);
+    kq::disableEventListWidgetItems(m_events, m_configurableEvents);
+    showMasterPort();
+    updateNetworkButtons();
+}
+
+void CameraSettingsDialog::applyTo(const QString& nodeId)
+{
+    const kqm::smart<kq::INodeConfigSession> session = sessionOf(nodeId);
+
+    kq::setProperty(session->property(NameProperty, kContext), m_name);
+    kq::setProperty(session->property(StatusLedProperty, kContext), m_statusLed);
+    kq::setProperty(session->property(MirrorProperty, kContext), m_mirror);
+    kq::setProperty(session->property(WideDynamicRangeProperty, kContext), m_wideDynamicRange);
+
+    kq::setProperty(session, m_resolution);
+    kq::setProperty(session->property(FrameRateProperty, kContext), m_frameRate);
+    kq::setProperty(session->property(CompressionProperty, kContext), m_compression);
+    kq::setProperty(session->property(KeyFrameIntervalProperty, kContext), m_keyFrameInterval);
+    for (QRadioButton* button : qAsConst(m_codecButtons))
+        kq::setProperty(session, button);
+    kq::setProperty(session->property(HttpPortProperty, kContext), m_httpPort);
+
+    kq::setProperty(session->property(EventsProperty, kContext), m_events);
+
+    m_receivers->setConfigSessionProperty(session->property(AlarmReceiversProperty, kContext), nodeId);
+}
+
+void CameraSettingsDialog::updateNetworkButtons()
+{
+    const QList<QTreeWidgetItem*> selected = m_receivers->selectedItems();
+    const int rows = m_receivers->topLevelItemCount();
+    bool unfilledRow = false;
+    for (int i = 0; i < rows; ++i) {
+        const QTreeWidgetItem* row = m_receivers->topLevelItem(i);
+        unfilledRow
+            = unfilledRow || row->text(0) == QLatin1String("<Ip>") || row->text(1) == QLatin1String("<Port>");
+    }
+    const bool editable = m_receivers->isEnabled();
+    m_addReceiver->setEnabled(editable && !unfilledRow);
+    m_removeReceiver->setEnabled(editable && !selected.isEmpty());
+    m_upReceiver->setEnabled(
+        editable && !selected.isEmpty() && m_receivers->indexOfTopLevelItem(selected.first()) > 0);
+    m_downReceiver->setEnabled(
+        editable && !selected.isEmpty() && m_receivers->indexOfTopLevelItem(selected.last()) < rows - 1);
+}
+
+void CameraSettingsDialog::showMasterPort()
+{
+    // fetchPort() keeps the last master's port through a reset.
+    const int port = hasMasterRow(m_receivers) ? m_receivers->fetchPort() : 0;
+    m_masterPort->setText(port > 0 ? tr("Master port: %1").arg(port) : tr("Master port: none"));
+}
+
+} // namespace demo
