@@ -1,0 +1,419 @@
+// Drives the demo's camera settings as a user would: selects cameras in the
+// list, reads the merged widgets, edits with keys and the mouse, applies,
+// saves and loads again. Writes a screenshot of every tab into the working
+// directory (the build folder) and checks that it shows something.
+
+#include "CameraDocument.h"
+#include "CameraProperties.h"
+#include "CameraSettingsDialog.h"
+#include "MainWindow.h"
+
+#include <ConfigDialogs/PropertyWidgets.h>
+#include <kq/NodeDB.h>
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSet>
+#include <QSpinBox>
+#include <QStandardPaths>
+#include <QTabWidget>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QtTest>
+
+#include "propertywidgets_testsupport.h"
+
+#include <memory>
+
+namespace {
+
+const int kContext = kq::HasProperties::k_contextIndexDefault;
+const QString kEntrance = QStringLiteral("cam-entrance");
+const QString kGate = QStringLiteral("cam-gate");
+
+kqm::smart<kq::INodeConfigSession> session(const QString& nodeId)
+{
+    return kq::NodeDB::getDB()->session(nodeId);
+}
+
+template <class Id> auto cameraProperty(const QString& nodeId, Id id)
+{
+    return session(nodeId)->property(id, kContext);
+}
+
+QString selectedString(const QString& nodeId, kq::EStringOptionsProperty id)
+{
+    const kq::StringOptionsProperty* p = cameraProperty(nodeId, id);
+    return p ? p->value().getSelectedValue() : QString();
+}
+
+int distinctColours(const QImage& image, const QRect& area)
+{
+    QSet<QRgb> colours;
+    const QRect r = area.intersected(image.rect());
+    for (int y = r.top(); y <= r.bottom(); ++y) {
+        for (int x = r.left(); x <= r.right(); ++x)
+            colours.insert(image.pixel(x, y));
+    }
+    return colours.size();
+}
+
+void writeFile(const QString& path, const QByteArray& content)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(content), qint64(content.size()));
+}
+
+} // namespace
+
+class TestDemo : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<demo::MainWindow> m_window;
+    QTemporaryDir m_scratch;
+
+    demo::CameraSettingsDialog* settings() const { return m_window->settings(); }
+    template <class W> W* widget(const char* name) const
+    {
+        W* w = m_window->findChild<W*>(QLatin1String(name));
+        if (!w)
+            qWarning("no widget %s", name);
+        return w;
+    }
+
+    // Opens the main window on the cameras the start-up rules choose.
+    void openWindow();
+    // Clicks the cameras in the list, the first plainly, the others with Ctrl.
+    void clickCameras(const QStringList& nodeIds);
+    void clickTab(const QString& name);
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanup();
+
+    void startsWithTheBuiltInCameras();
+    void badCameraFilesFallBack_data();
+    void badCameraFilesFallBack();
+    void openingABadFileWarnsAndKeepsTheCameras();
+
+    void twoCamerasShowWhatTheyShare();
+    void applyWritesEveryCameraAndKeepsTheirOwnValues();
+    void revertDropsChangesNotApplied();
+    void saveWritesTheUserCopyAndTheNextStartLoadsIt();
+    void screenshotsOfEveryTab();
+};
+
+void TestDemo::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QVERIFY(m_scratch.isValid());
+    QFile::remove(demo::CameraDocument::userDataPath());
+}
+
+void TestDemo::cleanup()
+{
+    m_window.reset();
+    QFile::remove(demo::CameraDocument::userDataPath());
+}
+
+void TestDemo::openWindow()
+{
+    demo::CameraDocument document;
+    QStringList problems;
+    document.loadAtStart(QString(), &problems);
+    QVERIFY2(problems.isEmpty(), qPrintable(problems.join(QLatin1Char('\n'))));
+    m_window = std::make_unique<demo::MainWindow>(document);
+    m_window->resize(1100, 720);
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+}
+
+void TestDemo::clickCameras(const QStringList& nodeIds)
+{
+    QListWidget* list = m_window->cameraList();
+    for (int i = 0; i < nodeIds.size(); ++i) {
+        QListWidgetItem* item = nullptr;
+        for (int row = 0; row < list->count() && !item; ++row) {
+            if (list->item(row)->data(Qt::UserRole).toString() == nodeIds.at(i))
+                item = list->item(row);
+        }
+        QVERIFY2(item, qPrintable(nodeIds.at(i)));
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, i == 0 ? Qt::NoModifier : Qt::ControlModifier,
+            list->visualItemRect(item).center());
+    }
+    QCOMPARE(settings()->cameras(), nodeIds);
+}
+
+void TestDemo::clickTab(const QString& name)
+{
+    QTabWidget* tabs = settings()->tabs();
+    for (int i = 0; i < tabs->count(); ++i) {
+        if (tabs->tabText(i).remove(QLatin1Char('&')) == name) {
+            QTest::mouseClick(tabs->tabBar(), Qt::LeftButton, {}, tabs->tabBar()->tabRect(i).center());
+            QCOMPARE(tabs->currentIndex(), i);
+            return;
+        }
+    }
+    QFAIL(qPrintable(QStringLiteral("no tab %1").arg(name)));
+}
+
+void TestDemo::startsWithTheBuiltInCameras()
+{
+    demo::CameraDocument document;
+    QStringList problems;
+    QVERIFY(document.loadAtStart(QString(), &problems));
+    QVERIFY(problems.isEmpty());
+    QVERIFY(document.isBuiltIn());
+    QCOMPARE(document.savePath(), demo::CameraDocument::userDataPath());
+    QCOMPARE(kq::NodeDB::getDB()->nodeIds(),
+        QStringList({ kEntrance, QStringLiteral("cam-lobby"), QStringLiteral("cam-yard"), kGate }));
+}
+
+void TestDemo::badCameraFilesFallBack_data()
+{
+    QTest::addColumn<QByteArray>("content"); // empty: no file at all
+    QTest::addColumn<QString>("message");
+
+    QTest::newRow("missing") << QByteArray() << QStringLiteral("Cannot read");
+    QTest::newRow("malformed") << QByteArray("{ \"nodes\": [")
+                               << QStringLiteral("is not a valid camera document");
+    QTest::newRow("bad property") << QByteArray(
+        R"({ "nodes": [ { "id": "c", "properties": [ { "id": "0x1001", "kind": "nope" } ] } ] })")
+                                  << QStringLiteral("unknown kind 'nope'");
+    QTest::newRow("no cameras") << QByteArray(R"({ "nodes": [] })") << QStringLiteral("holds no cameras");
+}
+
+void TestDemo::badCameraFilesFallBack()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(QString, message);
+    const QString path = m_scratch.filePath(QStringLiteral("%1.json").arg(QTest::currentDataTag()));
+    if (!content.isEmpty())
+        writeFile(path, content);
+
+    demo::CameraDocument document;
+    QStringList problems;
+    QVERIFY(!document.loadAtStart(path, &problems));
+    QCOMPARE(problems.size(), 1);
+    QVERIFY2(problems.first().contains(message), qPrintable(problems.first()));
+    QVERIFY2(problems.first().contains(QDir::toNativeSeparators(path)), qPrintable(problems.first()));
+    QVERIFY(document.isBuiltIn());
+    QCOMPARE(kq::NodeDB::getDB()->nodeIds().size(), 4);
+}
+
+void TestDemo::openingABadFileWarnsAndKeepsTheCameras()
+{
+    openWindow();
+    const QString path = m_scratch.filePath(QStringLiteral("broken.json"));
+    writeFile(path, "not json");
+
+    bool boxSeen = false;
+    QTimer::singleShot(0, this, [&] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        QVERIFY(box);
+        boxSeen = true;
+        QCOMPARE(box->windowTitle(), QCoreApplication::applicationName());
+        QVERIFY2(
+            box->text().contains(QStringLiteral("is not a valid camera document")), qPrintable(box->text()));
+        box->close();
+    });
+    QVERIFY(!m_window->openFile(path));
+    QVERIFY(boxSeen);
+    QVERIFY(m_window->document().isBuiltIn());
+    QCOMPARE(m_window->cameraList()->count(), 4);
+}
+
+void TestDemo::twoCamerasShowWhatTheyShare()
+{
+    openWindow();
+    clickCameras({ kEntrance, kGate });
+
+    auto* name = widget<QLineEdit>("name");
+    QCOMPARE(name->text(), pwtest::staticsMarker());
+    QVERIFY(kq::isIndeterminate(name));
+    QVERIFY(kq::isIndeterminate(widget<QLabel>("modelFirmware")));
+    // the status LED is lit on one of them
+    QCOMPARE(widget<QCheckBox>("statusLed")->checkState(), Qt::PartiallyChecked);
+    // the gate camera has no wide dynamic range
+    auto* wdr = widget<QCheckBox>("wideDynamicRange");
+    QVERIFY(!wdr->isEnabled());
+    QCOMPARE(wdr->toolTip(), pwtest::kNotAvailable);
+    // both show a normal image
+    QCOMPARE(widget<QComboBox>("mirror")->currentText(), QStringLiteral("Normal"));
+
+    auto* resolution = widget<QComboBox>("resolution");
+    QVERIFY(kq::isIndeterminate(resolution));
+    QCOMPARE(resolution->currentText(), QStringLiteral("<Multiple Values>"));
+    QVERIFY(kq::isIndeterminate(widget<QComboBox>("frameRate")));
+    QVERIFY(kq::isIndeterminate(widget<QSpinBox>("compression")));
+    QCOMPARE(widget<QSpinBox>("httpPort")->value(), 80);
+    for (const char* codec : { "codec-h264", "codec-h265", "codec-mjpeg" })
+        QVERIFY2(!widget<QRadioButton>(codec)->isChecked(), codec);
+    // neither camera offers H.265
+    QVERIFY(!widget<QRadioButton>("codec-h265")->isEnabled());
+    QCOMPARE(widget<QRadioButton>("codec-h265")->toolTip(), pwtest::kNotAvailable);
+    QVERIFY(widget<QRadioButton>("codec-h264")->isEnabled());
+
+    // only the events both cameras know are shown
+    auto* events = widget<QListWidget>("events");
+    QVERIFY(kq::findItem(events, QStringLiteral("tamper"))->isHidden());
+    QVERIFY(!kq::findItem(events, QStringLiteral("input1"))->isHidden());
+    QCOMPARE(kq::findItem(events, QStringLiteral("input1"))->checkState(), Qt::Checked);
+    // relay output 1 may not be configured on the entrance camera
+    QVERIFY(!kq::isEnabled(events, QStringLiteral("output1")));
+
+    QCOMPARE(widget<QLabel>("masterPort")->text(), QStringLiteral("Master port: 9000"));
+}
+
+void TestDemo::applyWritesEveryCameraAndKeepsTheirOwnValues()
+{
+    openWindow();
+    clickCameras({ kEntrance, kGate });
+
+    clickTab(QStringLiteral("General"));
+    auto* mirror = widget<QComboBox>("mirror");
+    mirror->setFocus();
+    QTest::keyClick(mirror, Qt::Key_Up);
+    QCOMPARE(mirror->currentText(), QStringLiteral("Mirrored"));
+
+    clickTab(QStringLiteral("Video"));
+    auto* port = widget<QSpinBox>("httpPort");
+    port->setFocus();
+    QTest::keyClick(port, Qt::Key_Up);
+    QCOMPARE(port->value(), 81);
+
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+
+    for (const QString& id : { kEntrance, kGate }) {
+        QCOMPARE(cameraProperty(id, demo::HttpPortProperty)->value(), 81);
+        QCOMPARE(cameraProperty(id, demo::MirrorProperty)->value(), true);
+    }
+    // what showed "<Multiple Values>" or a partially checked box kept each
+    // camera's own value
+    QCOMPARE(cameraProperty(kEntrance, demo::NameProperty)->value(), QStringLiteral("Entrance"));
+    QCOMPARE(cameraProperty(kGate, demo::NameProperty)->value(), QStringLiteral("Gate"));
+    QCOMPARE(selectedString(kEntrance, demo::ResolutionProperty), QStringLiteral("1920x1080"));
+    QCOMPARE(selectedString(kGate, demo::ResolutionProperty), QStringLiteral("1280x960"));
+    QCOMPARE(cameraProperty(kEntrance, demo::FrameRateProperty)->value().getSelectedValue(), 25.0);
+    QCOMPARE(cameraProperty(kGate, demo::FrameRateProperty)->value().getSelectedValue(), 7.5);
+    QCOMPARE(cameraProperty(kEntrance, demo::CompressionProperty)->value(), 3);
+    QCOMPARE(cameraProperty(kGate, demo::CompressionProperty)->value(), 7);
+    QCOMPARE(selectedString(kEntrance, demo::CodecProperty), QStringLiteral("h264"));
+    QCOMPARE(selectedString(kGate, demo::CodecProperty), QStringLiteral("mjpeg"));
+    QCOMPARE(cameraProperty(kEntrance, demo::StatusLedProperty)->value(), true);
+    QCOMPARE(cameraProperty(kGate, demo::StatusLedProperty)->value(), false);
+    QCOMPARE(selectedString(kEntrance, demo::WideDynamicRangeProperty), QStringLiteral("on"));
+    QVERIFY(!session(kGate)->hasProperty(demo::WideDynamicRangeProperty, kContext));
+    // a camera that was not selected is left alone
+    QCOMPARE(cameraProperty(QStringLiteral("cam-yard"), demo::HttpPortProperty)->value(), 8080);
+
+    // the widgets show the cameras as they are now
+    QCOMPARE(port->value(), 81);
+    QCOMPARE(mirror->currentText(), QStringLiteral("Mirrored"));
+}
+
+void TestDemo::revertDropsChangesNotApplied()
+{
+    openWindow();
+    clickCameras({ QStringLiteral("cam-yard") });
+    clickTab(QStringLiteral("General"));
+    auto* name = widget<QLineEdit>("name");
+    QCOMPARE(name->text(), QStringLiteral("Yard"));
+    name->selectAll();
+    QTest::keyClicks(name, QStringLiteral("Back yard"));
+    QCOMPARE(name->text(), QStringLiteral("Back yard"));
+
+    QTest::mouseClick(widget<QPushButton>("revert"), Qt::LeftButton);
+    QCOMPARE(name->text(), QStringLiteral("Yard"));
+    QCOMPARE(cameraProperty(QStringLiteral("cam-yard"), demo::NameProperty)->value(), QStringLiteral("Yard"));
+
+    // and an applied name shows in the camera list
+    name->selectAll();
+    QTest::keyClicks(name, QStringLiteral("Back yard"));
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    QCOMPARE(m_window->cameraList()->item(2)->text(), QStringLiteral("Back yard"));
+}
+
+void TestDemo::saveWritesTheUserCopyAndTheNextStartLoadsIt()
+{
+    openWindow();
+    clickCameras({ kEntrance, kGate });
+    clickTab(QStringLiteral("Video"));
+    auto* port = widget<QSpinBox>("httpPort");
+    QTest::keyClick(port, Qt::Key_Up);
+    QTest::keyClick(port, Qt::Key_Up);
+    // Save applies what the dialog shows
+    QTest::mouseClick(widget<QPushButton>("save"), Qt::LeftButton);
+    const QString saved = demo::CameraDocument::userDataPath();
+    QVERIFY2(QFile::exists(saved), qPrintable(saved));
+    QVERIFY2(saved.contains(QStringLiteral(".qttest")), qPrintable(saved)); // never a user's own files
+    m_window.reset();
+
+    // change the cameras in memory, so that a reload has something to undo
+    cameraProperty(kEntrance, demo::HttpPortProperty)->setValue(1234);
+
+    demo::CameraDocument next;
+    QStringList problems;
+    QVERIFY(next.loadAtStart(QString(), &problems));
+    QVERIFY(problems.isEmpty());
+    QCOMPARE(next.sourcePath(), saved);
+    QVERIFY(!next.isBuiltIn());
+    QCOMPARE(next.savePath(), saved);
+    QCOMPARE(cameraProperty(kEntrance, demo::HttpPortProperty)->value(), 82);
+    QCOMPARE(cameraProperty(kGate, demo::HttpPortProperty)->value(), 82);
+    QCOMPARE(cameraProperty(kGate, demo::NameProperty)->value(), QStringLiteral("Gate"));
+
+    // the built-in document is as it was
+    kq::NodeDB builtIn;
+    QFile resource(demo::CameraDocument::builtInPath());
+    QVERIFY(resource.open(QIODevice::ReadOnly));
+    QVERIFY(builtIn.loadJson(resource.readAll()));
+    QCOMPARE(builtIn.session(kEntrance)->property(demo::HttpPortProperty, kContext)->value(), 80);
+
+    // a file named on the command line is saved back to itself
+    const QString own = m_scratch.filePath(QStringLiteral("own.json"));
+    QVERIFY(QFile::copy(saved, own));
+    demo::CameraDocument named;
+    QVERIFY(named.loadAtStart(own, &problems));
+    QCOMPARE(named.savePath(), own);
+    cameraProperty(kGate, demo::HttpPortProperty)->setValue(8443);
+    QString error;
+    QVERIFY2(named.save(&error), qPrintable(error));
+    kq::NodeDB reread;
+    QFile ownFile(own);
+    QVERIFY(ownFile.open(QIODevice::ReadOnly));
+    QVERIFY(reread.loadJson(ownFile.readAll()));
+    QCOMPARE(reread.session(kGate)->property(demo::HttpPortProperty, kContext)->value(), 8443);
+}
+
+void TestDemo::screenshotsOfEveryTab()
+{
+    openWindow();
+    clickCameras({ kEntrance, kGate });
+    QTabWidget* tabs = settings()->tabs();
+    for (int i = 0; i < tabs->count(); ++i) {
+        const QString tab = tabs->tabText(i).remove(QLatin1Char('&'));
+        clickTab(tab);
+        const QImage shot = m_window->grab().toImage();
+        const QString file = QDir::current().filePath(QStringLiteral("demo-%1.png").arg(tab.toLower()));
+        QVERIFY2(shot.save(file), qPrintable(file));
+        const QWidget* current = tabs->currentWidget();
+        const QRect page(current->mapTo(m_window.get(), QPoint()), current->size());
+        // text, frames and widgets: far more than a blank page's few colours
+        const int colours = distinctColours(shot, page);
+        QVERIFY2(colours > 20, qPrintable(QStringLiteral("%1: %2 colours").arg(tab).arg(colours)));
+    }
+}
+
+QTEST_MAIN(TestDemo)
+#include "tst_demo.moc"
