@@ -49,51 +49,45 @@ namespace {
         return result;
     }
 
-    // Display texts for the raw values. Translators answer an empty text for a
-    // value they don't know, and the binding then shows the raw value.
-    QString resolutionText(const QString& value)
-    {
-        if (value == QLatin1String("640x480"))
-            return CameraSettingsDialog::tr("VGA (640 × 480)");
-        if (value == QLatin1String("1280x720"))
-            return CameraSettingsDialog::tr("720p (1280 × 720)");
-        if (value == QLatin1String("1280x960"))
-            return CameraSettingsDialog::tr("960p (1280 × 960)");
-        if (value == QLatin1String("1920x1080"))
-            return CameraSettingsDialog::tr("1080p (1920 × 1080)");
-        if (value == QLatin1String("2560x1440"))
-            return CameraSettingsDialog::tr("1440p (2560 × 1440)");
-        return QString();
-    }
-
-    QString frameRateText(double fps) { return CameraSettingsDialog::tr("%1 fps").arg(fps); }
-
-    QString eventText(const QString& value)
-    {
-        if (value == QLatin1String("motion"))
-            return CameraSettingsDialog::tr("Motion detection");
-        if (value == QLatin1String("tamper"))
-            return CameraSettingsDialog::tr("Tampering");
-        if (value == QLatin1String("input1"))
-            return CameraSettingsDialog::tr("Digital input 1");
-        if (value == QLatin1String("input2"))
-            return CameraSettingsDialog::tr("Digital input 2");
-        if (value == QLatin1String("output1"))
-            return CameraSettingsDialog::tr("Relay output 1");
-        if (value == QLatin1String("audio"))
-            return CameraSettingsDialog::tr("Audio detection");
-        return QString();
-    }
-
-    struct Codec {
+    // Display texts of raw values, translated in the dialog's context.
+    struct DisplayText {
         const char* value;
         const char* text;
     };
-    const Codec kCodecs[] = {
+    const DisplayText kResolutions[] = {
+        { "640x480", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "VGA (640 × 480)") },
+        { "1280x720", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "720p (1280 × 720)") },
+        { "1280x960", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "960p (1280 × 960)") },
+        { "1920x1080", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "1080p (1920 × 1080)") },
+        { "2560x1440", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "1440p (2560 × 1440)") },
+    };
+    const DisplayText kEvents[] = {
+        { "motion", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "Motion detection") },
+        { "tamper", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "Tampering") },
+        { "input1", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "Digital input 1") },
+        { "input2", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "Digital input 2") },
+        { "output1", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "Relay output 1") },
+        { "audio", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "Audio detection") },
+    };
+    const DisplayText kCodecs[] = {
         { "h264", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "H.264") },
         { "h265", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "H.265") },
         { "mjpeg", QT_TRANSLATE_NOOP("demo::CameraSettingsDialog", "Motion JPEG") },
     };
+
+    // The translators the binding calls: an empty text for a value they don't
+    // know makes it show the raw value.
+    template <size_t N> QString displayText(const DisplayText (&table)[N], const QString& value)
+    {
+        for (const DisplayText& entry : table) {
+            if (value == QLatin1String(entry.value))
+                return CameraSettingsDialog::tr(entry.text);
+        }
+        return QString();
+    }
+    QString resolutionText(const QString& value) { return displayText(kResolutions, value); }
+    QString eventText(const QString& value) { return displayText(kEvents, value); }
+    QString frameRateText(double fps) { return CameraSettingsDialog::tr("%1 fps").arg(fps); }
 
     // The raw value a codec button stands for (kept by the binding as "value").
     QString codecValue(const QRadioButton* button) { return button->property("value").toString(); }
@@ -182,7 +176,7 @@ QWidget* CameraSettingsDialog::createVideoTab()
 
     auto* codecBox = new QGroupBox(tr("Codec"));
     auto* codecLayout = new QHBoxLayout(codecBox);
-    for (const Codec& codec : kCodecs) {
+    for (const DisplayText& codec : kCodecs) {
         auto* button = new QRadioButton(tr(codec.text));
         kq::resetRadioButton(button, QLatin1String(codec.value));
         button->setObjectName(QStringLiteral("codec-%1").arg(QLatin1String(codec.value)));
