@@ -27,10 +27,12 @@
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QTreeWidget>
 #include <QtTest>
 
 #include "propertywidgets_testsupport.h"
 
+#include <algorithm>
 #include <memory>
 
 namespace {
@@ -110,6 +112,8 @@ private Q_SLOTS:
     void applyWritesEveryCameraAndKeepsTheirOwnValues();
     void revertDropsChangesNotApplied();
     void saveWritesTheUserCopyAndTheNextStartLoadsIt();
+    void eventsAreCheckedAndWrittenBack();
+    void alarmReceiversAreReorderedAndRemoved();
     void screenshotsOfEveryTab();
 };
 
@@ -394,6 +398,79 @@ void TestDemo::saveWritesTheUserCopyAndTheNextStartLoadsIt()
     QVERIFY(ownFile.open(QIODevice::ReadOnly));
     QVERIFY(reread.loadJson(ownFile.readAll()));
     QCOMPARE(reread.session(kGate)->property(demo::HttpPortProperty, kContext)->value(), 8443);
+}
+
+void TestDemo::eventsAreCheckedAndWrittenBack()
+{
+    openWindow();
+    clickCameras({ kEntrance });
+    clickTab(QStringLiteral("Events"));
+    auto* events = widget<QListWidget>("events");
+
+    // enabled on the camera: bold; the client reacts to input1 and motion
+    QListWidgetItem* tamper = kq::findItem(events, QStringLiteral("tamper"));
+    QCOMPARE(tamper->text(), QStringLiteral("Tampering"));
+    QVERIFY(tamper->font().weight() > QFont::Normal);
+    QCOMPARE(tamper->checkState(), Qt::Unchecked);
+    QCOMPARE(kq::findItem(events, QStringLiteral("motion"))->checkState(), Qt::Checked);
+    // the client may not configure relay output 1 on this camera
+    QVERIFY(!kq::isEnabled(events, QStringLiteral("output1")));
+    QCOMPARE(kq::findItem(events, QStringLiteral("output1"))->toolTip(), pwtest::kNotConfigurable);
+
+    // a click on the check box of an item toggles it
+    const QRect row = events->visualItemRect(tamper);
+    QTest::mouseClick(events->viewport(), Qt::LeftButton, {}, QPoint(row.left() + 10, row.center().y()));
+    QCOMPARE(tamper->checkState(), Qt::Checked);
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+
+    QVector<QString> selected = cameraProperty(kEntrance, demo::EventsProperty)->value().getSelectedValues();
+    std::sort(selected.begin(), selected.end());
+    QCOMPARE(selected,
+        QVector<QString>({ QStringLiteral("input1"), QStringLiteral("motion"), QStringLiteral("tamper") }));
+}
+
+void TestDemo::alarmReceiversAreReorderedAndRemoved()
+{
+    openWindow();
+    clickCameras({ kEntrance });
+    clickTab(QStringLiteral("Network"));
+    auto* tree = widget<QTreeWidget>("receivers");
+    auto* add = widget<QPushButton>("addReceiver");
+    auto* remove = widget<QPushButton>("removeReceiver");
+    auto* up = widget<QPushButton>("upReceiver");
+    auto* down = widget<QPushButton>("downReceiver");
+    QCOMPARE(tree->topLevelItemCount(), 2);
+    QVERIFY(add->isEnabled());
+    QVERIFY(!remove->isEnabled() && !up->isEnabled() && !down->isEnabled());
+    // the local address is the master
+    QCOMPARE(widget<QLabel>("masterPort")->text(), QStringLiteral("Master port: 9000"));
+
+    QTreeWidgetItem* second = tree->topLevelItem(1);
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(second).center());
+    QVERIFY(up->isEnabled() && remove->isEnabled());
+    QVERIFY(!down->isEnabled());
+    QTest::mouseClick(up, Qt::LeftButton);
+    QCOMPARE(tree->topLevelItem(0)->text(0), QStringLiteral("192.168.0.20"));
+    QVERIFY(!up->isEnabled());
+    QVERIFY(down->isEnabled());
+
+    QTest::mouseClick(add, Qt::LeftButton);
+    QCOMPARE(tree->topLevelItemCount(), 3);
+    QCOMPARE(tree->topLevelItem(2)->text(0), QStringLiteral("<Ip>"));
+    QVERIFY(!add->isEnabled()); // one unfilled row at a time
+
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    // the unfilled row is not written
+    QCOMPARE(QVector<QString>(cameraProperty(kEntrance, demo::AlarmReceiversProperty)->value()),
+        QVector<QString>({ QStringLiteral("192.168.0.20:8000"), QStringLiteral("127.0.0.1:9000") }));
+
+    QTest::mouseClick(
+        tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(tree->topLevelItem(0)).center());
+    QTest::mouseClick(remove, Qt::LeftButton);
+    QCOMPARE(tree->topLevelItemCount(), 1);
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    QCOMPARE(QVector<QString>(cameraProperty(kEntrance, demo::AlarmReceiversProperty)->value()),
+        QVector<QString>({ QStringLiteral("127.0.0.1:9000") }));
 }
 
 void TestDemo::screenshotsOfEveryTab()
