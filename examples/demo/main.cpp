@@ -73,7 +73,11 @@ int main(int argc, char** argv)
         window.selectCameras(wanted);
     }
     if (parser.isSet(tabOption) && !window.settings()->showTab(parser.value(tabOption))) {
-        err() << "No tab '" << parser.value(tabOption) << "'." << Qt::endl;
+        QStringList names;
+        for (int i = 0; i < window.settings()->tabs()->count(); ++i)
+            names << window.settings()->tabs()->tabText(i).remove(QLatin1Char('&'));
+        err() << "No tab '" << parser.value(tabOption) << "'; the tabs are "
+              << names.join(QStringLiteral(", ")) << "." << Qt::endl;
         return 2;
     }
 
