@@ -1,15 +1,19 @@
 #include "CameraSettingsDialog.h"
 
 #include "CameraProperties.h"
+#include "WindowAttributes.h"
 
+#include <ConfigDialogs/ExposureWindowPane.h>
 #include <ConfigDialogs/IpPortTreeWidget.h>
 #include <ConfigDialogs/PropertyWidgets.h>
+#include <ConfigDialogs/VideoMotionWindowPane.h>
 #include <kq/NodeDB.h>
 
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QFormLayout>
+#include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -111,6 +115,8 @@ CameraSettingsDialog::CameraSettingsDialog(QWidget* parent)
     m_tabs->setObjectName(QStringLiteral("tabs"));
     m_tabs->addTab(createGeneralTab(), tr("&General"));
     m_tabs->addTab(createVideoTab(), tr("&Video"));
+    m_tabs->addTab(createExposureTab(), tr("E&xposure"));
+    m_tabs->addTab(createMotionTab(), tr("&Motion"));
     m_tabs->addTab(createEventsTab(), tr("E&vents"));
     m_tabs->addTab(createNetworkTab(), tr("&Network"));
 
@@ -204,6 +210,115 @@ QWidget* CameraSettingsDialog::createVideoTab()
     form->addRow(tr("&Key frame every:"), m_keyFrameInterval);
     form->addRow(codecBox);
     form->addRow(tr("&HTTP port:"), m_httpPort);
+    return page;
+}
+
+QWidget* CameraSettingsDialog::createExposureTab()
+{
+    auto* page = new QWidget;
+    m_exposureCamera = new QLabel;
+    m_exposureCamera->setObjectName(QStringLiteral("exposureCamera"));
+    m_exposureCamera->setWordWrap(true);
+    m_exposurePane = new kqgui::ExposureWindowPane(page);
+    m_exposurePane->setObjectName(QStringLiteral("exposurePane"));
+    m_exposurePane->setMinimumSize(320, 180);
+    m_exclude = new QPushButton(tr("E&xclude"));
+    m_exclude->setObjectName(QStringLiteral("exclude"));
+    m_exclude->setToolTip(tr("Leave the selected window out of the exposure measurement"));
+    m_include = new QPushButton(tr("&Include"));
+    m_include->setObjectName(QStringLiteral("include"));
+    m_include->setToolTip(tr("Measure the exposure in the selected window"));
+    m_removeExposureWindows = new QPushButton(tr("Remove &all"));
+    m_removeExposureWindows->setObjectName(QStringLiteral("removeExposureWindows"));
+
+    auto mark = [this](bool excluded) {
+        return [this, excluded] {
+            const int i = m_exposurePane->selected();
+            if (i < 0)
+                return;
+            m_exposurePane->setExcluded(i, excluded);
+            windowsChanged();
+        };
+    };
+    connect(m_exclude, &QPushButton::clicked, this, mark(true));
+    connect(m_include, &QPushButton::clicked, this, mark(false));
+    connect(
+        m_removeExposureWindows, &QPushButton::clicked, m_exposurePane, &kqgui::NodeWindowPane::removeAll);
+    connect(
+        m_exposurePane, &kqgui::NodeWindowPane::frameChanged, this, &CameraSettingsDialog::windowsChanged);
+    connect(m_exposurePane, &kqgui::NodeWindowPane::selectionChanged, this,
+        &CameraSettingsDialog::updateExposureButtons);
+
+    auto* buttons = new QHBoxLayout;
+    buttons->addWidget(m_exclude);
+    buttons->addWidget(m_include);
+    buttons->addStretch();
+    buttons->addWidget(m_removeExposureWindows);
+    auto* layout = new QVBoxLayout(page);
+    layout->addWidget(m_exposureCamera);
+    layout->addWidget(m_exposurePane, 1);
+    layout->addLayout(buttons);
+    return page;
+}
+
+QWidget* CameraSettingsDialog::createMotionTab()
+{
+    auto* page = new QWidget;
+    m_motionCamera = new QLabel;
+    m_motionCamera->setObjectName(QStringLiteral("motionCamera"));
+    m_motionCamera->setWordWrap(true);
+    m_motionPane = new kqgui::VideoMotionWindowPane(page);
+    m_motionPane->setObjectName(QStringLiteral("motionPane"));
+    m_motionPane->setMinimumSize(320, 180);
+
+    auto percent = [](const char* name) {
+        auto* box = new QSpinBox;
+        box->setObjectName(QLatin1String(name));
+        box->setRange(0, 100);
+        return box;
+    };
+    m_sensitivity = percent("sensitivity");
+    m_minThreshold = percent("minThreshold");
+    m_maxThreshold = percent("maxThreshold");
+    m_reference = new QCheckBox(tr("&Reference window"));
+    m_reference->setObjectName(QStringLiteral("reference"));
+    m_motionSet = new QComboBox;
+    m_motionSet->setObjectName(QStringLiteral("motionSet"));
+    m_motionSet->addItem(tr("Set 1"), int(kq::VMS_Set1));
+    m_motionSet->addItem(tr("Set 2"), int(kq::VMS_Set2));
+    m_removeMotionWindows = new QPushButton(tr("Remove &all"));
+    m_removeMotionWindows->setObjectName(QStringLiteral("removeMotionWindows"));
+
+    for (QSpinBox* box : { m_sensitivity, m_minThreshold, m_maxThreshold })
+        connect(box, QOverload<int>::of(&QSpinBox::valueChanged), this,
+            &CameraSettingsDialog::changeMotionWindow);
+    connect(m_reference, &QCheckBox::toggled, this, &CameraSettingsDialog::changeMotionWindow);
+    connect(m_motionSet, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
+        &CameraSettingsDialog::changeMotionWindow);
+    connect(m_removeMotionWindows, &QPushButton::clicked, m_motionPane, &kqgui::NodeWindowPane::removeAll);
+    connect(m_motionPane, &kqgui::NodeWindowPane::frameChanged, this, &CameraSettingsDialog::windowsChanged);
+    connect(m_motionPane, &kqgui::NodeWindowPane::selectionChanged, this,
+        &CameraSettingsDialog::showMotionWindow);
+
+    // The selected window's settings under the picture, which gets the width.
+    auto* settings = new QGridLayout;
+    auto addSetting = [settings](int row, int column, const QString& label, QWidget* field) {
+        auto* buddy = new QLabel(label);
+        buddy->setBuddy(field);
+        settings->addWidget(buddy, row, 2 * column);
+        settings->addWidget(field, row, 2 * column + 1);
+    };
+    addSetting(0, 0, tr("&Sensitivity:"), m_sensitivity);
+    addSetting(0, 1, tr("Lower &threshold:"), m_minThreshold);
+    addSetting(0, 2, tr("&Upper threshold:"), m_maxThreshold);
+    addSetting(1, 0, tr("Motion s&et:"), m_motionSet);
+    settings->addWidget(m_reference, 1, 2, 1, 2);
+    settings->setColumnStretch(6, 1);
+    settings->addWidget(m_removeMotionWindows, 1, 7);
+    auto* layout = new QVBoxLayout(page);
+    layout->addWidget(m_motionCamera);
+    layout->addWidget(m_motionPane, 1);
+    layout->addLayout(settings);
     return page;
 }
 
@@ -313,12 +428,14 @@ void CameraSettingsDialog::revert()
     for (const QString& id : qAsConst(m_nodeIds))
         updateWidgets(id);
     finishUpdate();
+    loadWindows();
 }
 
 void CameraSettingsDialog::apply()
 {
     for (const QString& id : qAsConst(m_nodeIds))
         applyTo(id);
+    storeWindows();
     Q_EMIT applied();
     revert();
 }
@@ -419,6 +536,87 @@ void CameraSettingsDialog::applyTo(const QString& nodeId)
     kq::setProperty(session->property(EventsProperty, kContext), m_events);
 
     m_receivers->setConfigSessionProperty(session->property(AlarmReceiversProperty, kContext), nodeId);
+}
+
+void CameraSettingsDialog::loadWindows()
+{
+    const QString camera = m_nodeIds.value(0);
+    const kqm::smart<const kq::Node> node = kq::NodeDB::getDB()->node(camera);
+    const QString title = node.null() ? QString() : node->name();
+    // The video and the image coordinates of the windows.
+    m_exposurePane->setCoordinateSystem(sessionOf(camera));
+    m_motionPane->setCoordinateSystem(sessionOf(camera));
+    const QString caption = m_nodeIds.size() > 1
+        ? tr("Windows of %1, the first of the selected cameras. Drag on the picture to draw a window, click "
+             "one to select it; its delete button removes it.")
+        : tr("Windows of %1. Drag on the picture to draw a window, click one to select it; its delete "
+             "button removes it.");
+    m_exposureCamera->setText(caption.arg(title.isEmpty() ? camera : title));
+    m_motionCamera->setText(m_exposureCamera->text());
+
+    const QVariantMap attributes = node.null() ? QVariantMap() : node->session()->attributes();
+    loadExposureWindows(m_exposurePane, attributes.value(ExposureWindowsAttribute).toList(), camera);
+    loadMotionWindows(m_motionPane, attributes.value(MotionWindowsAttribute).toList(), camera);
+    m_exposurePane->showOnScreenDisplay(!node.null());
+    m_motionPane->showOnScreenDisplay(!node.null());
+    m_windowsChanged = false;
+    updateExposureButtons();
+    showMotionWindow();
+}
+
+void CameraSettingsDialog::storeWindows()
+{
+    const kqm::smart<const kq::Node> node = kq::NodeDB::getDB()->node(m_nodeIds.value(0));
+    if (!m_windowsChanged || node.null())
+        return;
+    node->session()->setAttribute(ExposureWindowsAttribute, exposureWindows(m_exposurePane));
+    node->session()->setAttribute(MotionWindowsAttribute, motionWindows(m_motionPane));
+}
+
+void CameraSettingsDialog::windowsChanged()
+{
+    m_windowsChanged = true;
+    updateExposureButtons();
+    showMotionWindow();
+}
+
+void CameraSettingsDialog::updateExposureButtons()
+{
+    const int i = m_exposurePane->selected();
+    m_exclude->setEnabled(i >= 0 && !m_exposurePane->isExcluded(i));
+    m_include->setEnabled(i >= 0 && m_exposurePane->isExcluded(i));
+    m_removeExposureWindows->setEnabled(m_exposurePane->count() > 0);
+}
+
+void CameraSettingsDialog::showMotionWindow()
+{
+    const int i = m_motionPane->selected();
+    const QList<QWidget*> controls { m_sensitivity, m_minThreshold, m_maxThreshold, m_reference,
+        m_motionSet };
+    for (QWidget* control : controls) {
+        control->setEnabled(i >= 0);
+        control->blockSignals(true);
+    }
+    m_sensitivity->setValue(i >= 0 ? m_motionPane->sensitivity(i) : 0);
+    m_minThreshold->setValue(i >= 0 ? m_motionPane->threshold(i) : 0);
+    m_maxThreshold->setValue(i >= 0 ? m_motionPane->maxThreshold(i) : 0);
+    m_reference->setChecked(i >= 0 && m_motionPane->isReference(i));
+    m_motionSet->setCurrentIndex(i >= 0 ? m_motionSet->findData(int(m_motionPane->vmSet(i))) : -1);
+    for (QWidget* control : controls)
+        control->blockSignals(false);
+    m_removeMotionWindows->setEnabled(m_motionPane->count() > 0);
+}
+
+void CameraSettingsDialog::changeMotionWindow()
+{
+    const int i = m_motionPane->selected();
+    if (i < 0)
+        return;
+    m_motionPane->setSensitivity(i, m_sensitivity->value());
+    m_motionPane->setThreshold(i, m_minThreshold->value(), m_maxThreshold->value());
+    m_motionPane->setReference(i, m_reference->isChecked());
+    m_motionPane->setVMSet(i, kq::EVideoMotionSet(m_motionSet->currentData().toInt()));
+    m_windowsChanged = true;
 }
 
 void CameraSettingsDialog::updateNetworkButtons()

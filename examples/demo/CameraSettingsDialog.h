@@ -39,7 +39,9 @@ class QSpinBox;
 class QTabWidget;
 
 namespace kqgui {
+class ExposureWindowPane;
 class IpPortTreeWidget;
+class VideoMotionWindowPane;
 }
 
 namespace demo {
@@ -74,6 +76,8 @@ Q_SIGNALS:
 private:
     QWidget* createGeneralTab();
     QWidget* createVideoTab();
+    QWidget* createExposureTab();
+    QWidget* createMotionTab();
     QWidget* createEventsTab();
     QWidget* createNetworkTab();
 
@@ -82,6 +86,13 @@ private:
     // The steps that need every camera at once.
     void finishUpdate();
     void applyTo(const QString& nodeId);
+    // The window panes show the first camera and its windows.
+    void loadWindows();
+    void storeWindows();
+    void windowsChanged();
+    void updateExposureButtons();
+    void showMotionWindow();
+    void changeMotionWindow();
     void updateNetworkButtons();
     void showMasterPort();
 
@@ -104,6 +115,24 @@ private:
     QSpinBox* m_keyFrameInterval = nullptr;
     QVector<QRadioButton*> m_codecButtons;
     QSpinBox* m_httpPort = nullptr;
+
+    // Exposure and motion windows of the first camera
+    QLabel* m_exposureCamera = nullptr;
+    kqgui::ExposureWindowPane* m_exposurePane = nullptr;
+    QPushButton* m_exclude = nullptr;
+    QPushButton* m_include = nullptr;
+    QPushButton* m_removeExposureWindows = nullptr;
+    QLabel* m_motionCamera = nullptr;
+    kqgui::VideoMotionWindowPane* m_motionPane = nullptr;
+    QSpinBox* m_sensitivity = nullptr;
+    QSpinBox* m_minThreshold = nullptr;
+    QSpinBox* m_maxThreshold = nullptr;
+    QCheckBox* m_reference = nullptr;
+    QComboBox* m_motionSet = nullptr;
+    QPushButton* m_removeMotionWindows = nullptr;
+    // The user changed a window since the panes were loaded; only then does
+    // apply() store them, so entries the panes could not show survive.
+    bool m_windowsChanged = false;
 
     // Events
     QListWidget* m_events = nullptr;
