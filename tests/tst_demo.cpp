@@ -8,8 +8,13 @@
 #include "CameraSettingsDialog.h"
 #include "MainWindow.h"
 
+#include <ConfigDialogs/ExposureWindowPane.h>
 #include <ConfigDialogs/PropertyWidgets.h>
+#include <ConfigDialogs/VideoMotionWindowPane.h>
+#include <kq/CoordinateSystem.h>
 #include <kq/NodeDB.h>
+#include <kq/NodeWidget.h>
+#include <kq/OnScreenDisplay.h>
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -30,6 +35,7 @@
 #include <QTreeWidget>
 #include <QtTest>
 
+#include "LogCapture.h"
 #include "propertywidgets_testsupport.h"
 
 #include <algorithm>
@@ -67,6 +73,25 @@ int distinctColours(const QImage& image, const QRect& area)
     }
     return colours.size();
 }
+
+QVariantList windowsAttribute(const QString& nodeId, const QString& key)
+{
+    return kq::NodeDB::getDB()->node(nodeId)->session()->attribute(key).toList();
+}
+
+QVariantMap windowAt(const QString& nodeId, const QString& key, int i)
+{
+    return windowsAttribute(nodeId, key).value(i).toMap();
+}
+
+// Where a pane shows a window given in image pixels (right, bottom inclusive).
+QPoint screenCentre(kqgui::NodeWindowPane* pane, const QRect& image)
+{
+    return pane->coordinateSystem()->mapToScreen(QRectF(image)).center();
+}
+
+// The widget of the pane's on-screen display, which takes the mouse.
+QWidget* drawingWidget(kqgui::NodeWindowPane* pane) { return pane->onScreenDisplay()->widget(); }
 
 void writeFile(const QString& path, const QByteArray& content)
 {
@@ -112,6 +137,10 @@ private Q_SLOTS:
     void applyWritesEveryCameraAndKeepsTheirOwnValues();
     void revertDropsChangesNotApplied();
     void saveWritesTheUserCopyAndTheNextStartLoadsIt();
+    void exposureWindowsAreMarkedDrawnAndStored();
+    void motionWindowSettingsAreEditedAndStored();
+    void windowsThePanesCannotShowSurviveApply();
+    void lensCorrectedCamerasHavePolygonWindows();
     void eventsAreCheckedAndWrittenBack();
     void alarmReceiversAreReorderedAndRemoved();
     void screenshotsOfEveryTab();
@@ -400,6 +429,185 @@ void TestDemo::saveWritesTheUserCopyAndTheNextStartLoadsIt()
     QCOMPARE(reread.session(kGate)->property(demo::HttpPortProperty, kContext)->value(), 8443);
 }
 
+void TestDemo::exposureWindowsAreMarkedDrawnAndStored()
+{
+    openWindow();
+    clickCameras({ kEntrance, kGate });
+    clickTab(QStringLiteral("Exposure"));
+    auto* pane = widget<kqgui::ExposureWindowPane>("exposurePane");
+    // the first selected camera's windows, in their stored order
+    QCOMPARE(pane->count(), 2);
+    QCOMPARE(pane->rectControlAt(0)->applRect(), QRect(QPoint(200, 150), QPoint(899, 649)));
+    QVERIFY(!pane->isExcluded(0));
+    QVERIFY(pane->isExcluded(1));
+    QVERIFY(widget<QLabel>("exposureCamera")->text().contains(QStringLiteral("Entrance")));
+
+    auto* exclude = widget<QPushButton>("exclude");
+    QVERIFY(!exclude->isEnabled()); // nothing selected
+    QTest::mouseClick(drawingWidget(pane), Qt::LeftButton, {},
+        screenCentre(pane, QRect(QPoint(200, 150), QPoint(899, 649))));
+    QCOMPARE(pane->selected(), 0);
+    QVERIFY(exclude->isEnabled());
+    QTest::mouseClick(exclude, Qt::LeftButton);
+    QVERIFY(pane->isExcluded(0));
+    QVERIFY(!exclude->isEnabled());
+    QVERIFY(widget<QPushButton>("include")->isEnabled());
+
+    // draw a third window over the free picture at the bottom right
+    QWidget* osd = drawingWidget(pane);
+    const QPoint from = screenCentre(pane, QRect(QPoint(1300, 700), QPoint(1301, 701)));
+    const QPoint to = screenCentre(pane, QRect(QPoint(1700, 1000), QPoint(1701, 1001)));
+    QTest::mousePress(osd, Qt::LeftButton, {}, from);
+    QTest::mouseMove(osd, (from + to) / 2);
+    QTest::mouseMove(osd, to);
+    QTest::mouseRelease(osd, Qt::LeftButton, {}, to);
+    QCOMPARE(pane->count(), 3);
+
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    const QVariantList stored = windowsAttribute(kEntrance, demo::ExposureWindowsAttribute);
+    QCOMPARE(stored.size(), 3);
+    // the newest window comes first; it is included and lies where it was drawn
+    const QVariantList drawn = stored.at(0).toMap().value(QStringLiteral("rect")).toList();
+    QCOMPARE(drawn.size(), 4);
+    QVERIFY2(qAbs(drawn.at(0).toInt() - 1300) < 10 && qAbs(drawn.at(3).toInt() - 1000) < 10,
+        qPrintable(QVariant(drawn).toStringList().join(QLatin1Char(','))));
+    QCOMPARE(stored.at(0).toMap().value(QStringLiteral("excluded")).toBool(), false);
+    QCOMPARE(
+        stored.at(1).toMap().value(QStringLiteral("rect")).toList(), QVariantList({ 200, 150, 899, 649 }));
+    QCOMPARE(stored.at(1).toMap().value(QStringLiteral("excluded")).toBool(), true);
+    QCOMPARE(stored.at(2).toMap().value(QStringLiteral("excluded")).toBool(), true);
+    // the second selected camera's windows are not touched
+    QCOMPARE(windowsAttribute(kGate, demo::ExposureWindowsAttribute).size(), 1);
+
+    QTest::mouseClick(widget<QPushButton>("removeExposureWindows"), Qt::LeftButton);
+    QCOMPARE(pane->count(), 0);
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    QVERIFY(windowsAttribute(kEntrance, demo::ExposureWindowsAttribute).isEmpty());
+}
+
+void TestDemo::motionWindowSettingsAreEditedAndStored()
+{
+    openWindow();
+    const QString yard = QStringLiteral("cam-yard");
+    clickCameras({ yard });
+    clickTab(QStringLiteral("Motion"));
+    auto* pane = widget<kqgui::VideoMotionWindowPane>("motionPane");
+    QCOMPARE(pane->count(), 2);
+    auto* sensitivity = widget<QSpinBox>("sensitivity");
+    QVERIFY(!sensitivity->isEnabled()); // nothing selected
+
+    QTest::mouseClick(drawingWidget(pane), Qt::LeftButton, {},
+        screenCentre(pane, QRect(QPoint(1700, 200), QPoint(2299, 599))));
+    QCOMPARE(pane->selected(), 1);
+    QVERIFY(sensitivity->isEnabled());
+    QCOMPARE(sensitivity->value(), 30);
+    QCOMPARE(widget<QSpinBox>("minThreshold")->value(), 10);
+    QCOMPARE(widget<QSpinBox>("maxThreshold")->value(), 80);
+    QVERIFY(widget<QCheckBox>("reference")->isChecked());
+    QCOMPARE(widget<QComboBox>("motionSet")->currentText(), QStringLiteral("Set 1"));
+
+    QTest::keyClick(sensitivity, Qt::Key_Up);
+    QCOMPARE(pane->sensitivity(1), 31);
+    auto* motionSet = widget<QComboBox>("motionSet");
+    QTest::keyClick(motionSet, Qt::Key_Down);
+    QCOMPARE(pane->vmSet(1), kq::VMS_Set2);
+
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    const QVariantMap changed = windowAt(yard, demo::MotionWindowsAttribute, 1);
+    QCOMPARE(changed.value(QStringLiteral("sensitivity")).toInt(), 31);
+    QCOMPARE(changed.value(QStringLiteral("set")).toInt(), 2);
+    QCOMPARE(changed.value(QStringLiteral("reference")).toBool(), true);
+    QCOMPARE(changed.value(QStringLiteral("minThreshold")).toInt(), 10);
+    QCOMPARE(changed.value(QStringLiteral("rect")).toList(), QVariantList({ 1700, 200, 2299, 599 }));
+    const QVariantMap other = windowAt(yard, demo::MotionWindowsAttribute, 0);
+    QCOMPARE(other.value(QStringLiteral("sensitivity")).toInt(), 60);
+    QCOMPARE(other.value(QStringLiteral("set")).toInt(), 2);
+    QCOMPARE(other.value(QStringLiteral("maxThreshold")).toInt(), 90);
+
+    // Revert shows what is stored
+    QTest::keyClick(sensitivity, Qt::Key_Up);
+    QTest::mouseClick(widget<QPushButton>("revert"), Qt::LeftButton);
+    QCOMPARE(pane->count(), 2);
+    QCOMPARE(pane->sensitivity(1), 31);
+}
+
+void TestDemo::windowsThePanesCannotShowSurviveApply()
+{
+    // a window without a usable rectangle, before a good one
+    const QVariantList stored {
+        QVariantMap { { QStringLiteral("rect"), QVariantList { 1, 2 } } },
+        QVariantMap { { QStringLiteral("rect"), QVariantList { 10, 20, 109, 69 } },
+            { QStringLiteral("excluded"), true } },
+    };
+    demo::CameraDocument document;
+    QStringList problems;
+    document.loadAtStart(QString(), &problems);
+    kq::NodeDB::getDB()->node(kGate)->session()->setAttribute(demo::ExposureWindowsAttribute, stored);
+
+    kqtest::LogCapture log(kq::Log::Warning);
+    m_window = std::make_unique<demo::MainWindow>(document);
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+    clickCameras({ kGate });
+    QVERIFY2(
+        log.lines().contains(QStringLiteral(
+            "camera cam-gate: exposure window #0 has no valid \"rect\" or \"polygon\"; it is not shown")),
+        qPrintable(log.lines().join(QLatin1Char('\n'))));
+    auto* pane = widget<kqgui::ExposureWindowPane>("exposurePane");
+    QCOMPARE(pane->count(), 1);
+    QCOMPARE(pane->rectControlAt(0)->applRect(), QRect(10, 20, 100, 50));
+    QVERIFY(pane->isExcluded(0));
+
+    // applying other settings leaves the windows as they are stored
+    clickTab(QStringLiteral("Video"));
+    QTest::keyClick(widget<QSpinBox>("httpPort"), Qt::Key_Up);
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    QCOMPARE(cameraProperty(kGate, demo::HttpPortProperty)->value(), 81);
+    QCOMPARE(windowsAttribute(kGate, demo::ExposureWindowsAttribute), stored);
+}
+
+void TestDemo::lensCorrectedCamerasHavePolygonWindows()
+{
+    demo::CameraDocument document;
+    QStringList problems;
+    document.loadAtStart(QString(), &problems);
+    const QVariantList triangle { QVariantList { 400, 300 }, QVariantList { 900, 300 },
+        QVariantList { 650, 700 } };
+    const kqm::smart<kq::MemoryConfigSession> gate = kq::NodeDB::getDB()->node(kGate)->session();
+    gate->setAttribute(QStringLiteral("deskew"),
+        QVariantMap { { QStringLiteral("lensCorrection"), true }, { QStringLiteral("lensStrength"), -80 } });
+    gate->setAttribute(demo::ExposureWindowsAttribute,
+        QVariantList { QVariantMap { { QStringLiteral("polygon"), triangle } } });
+    m_window = std::make_unique<demo::MainWindow>(document);
+    m_window->resize(1100, 720);
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+    clickCameras({ kGate });
+    clickTab(QStringLiteral("Exposure"));
+
+    auto* pane = widget<kqgui::ExposureWindowPane>("exposurePane");
+    QVERIFY(pane->hasLensCorrection());
+    QCOMPARE(pane->count(), 1);
+    QVERIFY(pane->isPoly(0));
+    QCOMPARE(pane->polyControlAt(0)->applPolygon(),
+        QPolygon({ QPoint(400, 300), QPoint(900, 300), QPoint(650, 700) }));
+
+    // select it (a point well inside the triangle) and exclude it
+    const QPoint inside
+        = pane->coordinateSystem()
+              ->mapToScreen(QPolygonF({ QPointF(650, 450) }), kq::NodeWidget::getDeskewParams(gate))
+              .first();
+    QTest::mouseClick(drawingWidget(pane), Qt::LeftButton, {}, inside);
+    QCOMPARE(pane->selected(), 0);
+    QTest::mouseClick(widget<QPushButton>("exclude"), Qt::LeftButton);
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+
+    const QVariantMap stored = windowAt(kGate, demo::ExposureWindowsAttribute, 0);
+    QCOMPARE(stored.value(QStringLiteral("polygon")).toList(), triangle);
+    QVERIFY(!stored.contains(QStringLiteral("rect")));
+    QCOMPARE(stored.value(QStringLiteral("excluded")).toBool(), true);
+}
+
 void TestDemo::eventsAreCheckedAndWrittenBack()
 {
     openWindow();
@@ -489,6 +697,17 @@ void TestDemo::screenshotsOfEveryTab()
         // text, frames and widgets: far more than a blank page's few colours
         const int colours = distinctColours(shot, page);
         QVERIFY2(colours > 20, qPrintable(QStringLiteral("%1: %2 colours").arg(tab).arg(colours)));
+        // the panes show the camera's moving picture: gradients and shapes
+        if (auto* pane = current->findChild<kqgui::NodeWindowPane*>()) {
+            const QRect video(
+                pane->mapTo(m_window.get(), pane->videoRect().topLeft()), pane->videoRect().size());
+            QVERIFY2(video.width() > 300 && video.height() > 150,
+                qPrintable(
+                    QStringLiteral("%1: video %2 x %3").arg(tab).arg(video.width()).arg(video.height())));
+            const int videoColours = distinctColours(shot, video);
+            QVERIFY2(videoColours > 200,
+                qPrintable(QStringLiteral("%1: %2 colours in the video").arg(tab).arg(videoColours)));
+        }
     }
 }
 
