@@ -117,7 +117,7 @@ CameraSettingsDialog::CameraSettingsDialog(QWidget* parent)
     m_tabs->addTab(createVideoTab(), tr("&Video"));
     m_tabs->addTab(createExposureTab(), tr("E&xposure"));
     m_tabs->addTab(createMotionTab(), tr("&Motion"));
-    m_tabs->addTab(createEventsTab(), tr("E&vents"));
+    m_tabs->addTab(createEventsTab(), tr("Even&ts"));
     m_tabs->addTab(createNetworkTab(), tr("&Network"));
 
     auto* buttons = new QDialogButtonBox(this);
@@ -156,7 +156,7 @@ QWidget* CameraSettingsDialog::createGeneralTab()
 
     auto* form = new QFormLayout(page);
     form->addRow(tr("Camera:"), m_modelFirmware);
-    form->addRow(tr("&Name:"), m_name);
+    form->addRow(tr("Nam&e:"), m_name);
     form->addRow(tr("&Image:"), m_mirror);
     form->addRow(QString(), m_statusLed);
     form->addRow(QString(), m_wideDynamicRange);
@@ -204,8 +204,8 @@ QWidget* CameraSettingsDialog::createVideoTab()
     codecLayout->addStretch();
 
     auto* form = new QFormLayout(page);
-    form->addRow(tr("&Resolution:"), m_resolution);
-    form->addRow(tr("&Frame rate:"), m_frameRate);
+    form->addRow(tr("Reso&lution:"), m_resolution);
+    form->addRow(tr("Frame rat&e:"), m_frameRate);
     form->addRow(tr("&Compression:"), m_compression);
     form->addRow(tr("&Key frame every:"), m_keyFrameInterval);
     form->addRow(codecBox);
@@ -222,13 +222,13 @@ QWidget* CameraSettingsDialog::createExposureTab()
     m_exposurePane = new kqgui::ExposureWindowPane(page);
     m_exposurePane->setObjectName(QStringLiteral("exposurePane"));
     m_exposurePane->setMinimumSize(320, 180);
-    m_exclude = new QPushButton(tr("E&xclude"));
+    m_exclude = new QPushButton(tr("&Exclude"));
     m_exclude->setObjectName(QStringLiteral("exclude"));
     m_exclude->setToolTip(tr("Leave the selected window out of the exposure measurement"));
     m_include = new QPushButton(tr("&Include"));
     m_include->setObjectName(QStringLiteral("include"));
     m_include->setToolTip(tr("Measure the exposure in the selected window"));
-    m_removeExposureWindows = new QPushButton(tr("Remove &all"));
+    m_removeExposureWindows = new QPushButton(tr("Remove a&ll"));
     m_removeExposureWindows->setObjectName(QStringLiteral("removeExposureWindows"));
 
     auto mark = [this](bool excluded) {
@@ -280,13 +280,13 @@ QWidget* CameraSettingsDialog::createMotionTab()
     m_sensitivity = percent("sensitivity");
     m_minThreshold = percent("minThreshold");
     m_maxThreshold = percent("maxThreshold");
-    m_reference = new QCheckBox(tr("&Reference window"));
+    m_reference = new QCheckBox(tr("Referen&ce window"));
     m_reference->setObjectName(QStringLiteral("reference"));
     m_motionSet = new QComboBox;
     m_motionSet->setObjectName(QStringLiteral("motionSet"));
     m_motionSet->addItem(tr("Set 1"), int(kq::VMS_Set1));
     m_motionSet->addItem(tr("Set 2"), int(kq::VMS_Set2));
-    m_removeMotionWindows = new QPushButton(tr("Remove &all"));
+    m_removeMotionWindows = new QPushButton(tr("Remove a&ll"));
     m_removeMotionWindows->setObjectName(QStringLiteral("removeMotionWindows"));
 
     for (QSpinBox* box : { m_sensitivity, m_minThreshold, m_maxThreshold })
@@ -308,8 +308,8 @@ QWidget* CameraSettingsDialog::createMotionTab()
         settings->addWidget(buddy, row, 2 * column);
         settings->addWidget(field, row, 2 * column + 1);
     };
-    addSetting(0, 0, tr("&Sensitivity:"), m_sensitivity);
-    addSetting(0, 1, tr("Lower &threshold:"), m_minThreshold);
+    addSetting(0, 0, tr("Sens&itivity:"), m_sensitivity);
+    addSetting(0, 1, tr("Lower t&hreshold:"), m_minThreshold);
     addSetting(0, 2, tr("&Upper threshold:"), m_maxThreshold);
     addSetting(1, 0, tr("Motion s&et:"), m_motionSet);
     settings->addWidget(m_reference, 1, 2, 1, 2);
@@ -345,13 +345,13 @@ QWidget* CameraSettingsDialog::createNetworkTab()
     m_receivers->setRootIsDecorated(false);
     m_receivers->setColumnWidth(0, 220);
 
-    m_addReceiver = new QPushButton(tr("&Add"));
+    m_addReceiver = new QPushButton(tr("A&dd"));
     m_addReceiver->setObjectName(QStringLiteral("addReceiver"));
-    m_removeReceiver = new QPushButton(tr("Re&move"));
+    m_removeReceiver = new QPushButton(tr("R&emove"));
     m_removeReceiver->setObjectName(QStringLiteral("removeReceiver"));
     m_upReceiver = new QPushButton(tr("&Up"));
     m_upReceiver->setObjectName(QStringLiteral("upReceiver"));
-    m_downReceiver = new QPushButton(tr("&Down"));
+    m_downReceiver = new QPushButton(tr("Do&wn"));
     m_downReceiver->setObjectName(QStringLiteral("downReceiver"));
     m_masterPort = new QLabel;
     m_masterPort->setObjectName(QStringLiteral("masterPort"));
