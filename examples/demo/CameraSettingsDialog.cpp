@@ -96,6 +96,13 @@ namespace {
     // The raw value a codec button stands for (kept by the binding as "value").
     QString codecValue(const QRadioButton* button) { return button->property("value").toString(); }
 
+    // Widgets carry object names, so that tests and style sheets find them.
+    template <class W> W* withName(W* widget, const char* name)
+    {
+        widget->setObjectName(QLatin1String(name));
+        return widget;
+    }
+
     // The master row carries a tool tip on its port cell.
     bool hasMasterRow(const QTreeWidget* tree)
     {
@@ -111,8 +118,7 @@ namespace {
 CameraSettingsDialog::CameraSettingsDialog(QWidget* parent)
     : QWidget(parent)
 {
-    m_tabs = new QTabWidget(this);
-    m_tabs->setObjectName(QStringLiteral("tabs"));
+    m_tabs = withName(new QTabWidget(this), "tabs");
     m_tabs->addTab(createGeneralTab(), tr("&General"));
     m_tabs->addTab(createVideoTab(), tr("&Video"));
     m_tabs->addTab(createExposureTab(), tr("E&xposure"));
@@ -121,11 +127,9 @@ CameraSettingsDialog::CameraSettingsDialog(QWidget* parent)
     m_tabs->addTab(createNetworkTab(), tr("&Network"));
 
     auto* buttons = new QDialogButtonBox(this);
-    m_applyButton = buttons->addButton(QDialogButtonBox::Apply);
-    m_applyButton->setObjectName(QStringLiteral("apply"));
-    m_revertButton = buttons->addButton(QDialogButtonBox::Reset);
+    m_applyButton = withName(buttons->addButton(QDialogButtonBox::Apply), "apply");
+    m_revertButton = withName(buttons->addButton(QDialogButtonBox::Reset), "revert");
     m_revertButton->setText(tr("&Revert"));
-    m_revertButton->setObjectName(QStringLiteral("revert"));
     connect(m_applyButton, &QPushButton::clicked, this, &CameraSettingsDialog::apply);
     connect(m_revertButton, &QPushButton::clicked, this, &CameraSettingsDialog::revert);
 
@@ -142,17 +146,12 @@ CameraSettingsDialog::~CameraSettingsDialog() = default;
 QWidget* CameraSettingsDialog::createGeneralTab()
 {
     auto* page = new QWidget;
-    m_name = new QLineEdit;
-    m_name->setObjectName(QStringLiteral("name"));
-    m_modelFirmware = new QLabel;
-    m_modelFirmware->setObjectName(QStringLiteral("modelFirmware"));
+    m_name = withName(new QLineEdit, "name");
+    m_modelFirmware = withName(new QLabel, "modelFirmware");
     m_modelFirmware->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    m_statusLed = new QCheckBox(tr("Status LED lit"));
-    m_statusLed->setObjectName(QStringLiteral("statusLed"));
-    m_mirror = new QComboBox;
-    m_mirror->setObjectName(QStringLiteral("mirror"));
-    m_wideDynamicRange = new QCheckBox(tr("Wide dynamic range"));
-    m_wideDynamicRange->setObjectName(QStringLiteral("wideDynamicRange"));
+    m_statusLed = withName(new QCheckBox(tr("Status LED lit")), "statusLed");
+    m_mirror = withName(new QComboBox, "mirror");
+    m_wideDynamicRange = withName(new QCheckBox(tr("Wide dynamic range")), "wideDynamicRange");
 
     auto* form = new QFormLayout(page);
     form->addRow(tr("Camera:"), m_modelFirmware);
@@ -166,19 +165,14 @@ QWidget* CameraSettingsDialog::createGeneralTab()
 QWidget* CameraSettingsDialog::createVideoTab()
 {
     auto* page = new QWidget;
-    m_resolution = new QComboBox;
-    m_resolution->setObjectName(QStringLiteral("resolution"));
-    m_frameRate = new QComboBox;
-    m_frameRate->setObjectName(QStringLiteral("frameRate"));
-    m_compression = new QSpinBox;
-    m_compression->setObjectName(QStringLiteral("compression"));
+    m_resolution = withName(new QComboBox, "resolution");
+    m_frameRate = withName(new QComboBox, "frameRate");
+    m_compression = withName(new QSpinBox, "compression");
     m_compression->setSuffix(tr(" %"));
     m_compression->setSingleStep(int(kCompressionPercentPerLevel));
-    m_keyFrameInterval = new QSpinBox;
-    m_keyFrameInterval->setObjectName(QStringLiteral("keyFrameInterval"));
+    m_keyFrameInterval = withName(new QSpinBox, "keyFrameInterval");
     m_keyFrameInterval->setSuffix(tr(" frames"));
-    m_httpPort = new QSpinBox;
-    m_httpPort->setObjectName(QStringLiteral("httpPort"));
+    m_httpPort = withName(new QSpinBox, "httpPort");
 
     auto* codecBox = new QGroupBox(tr("Codec"));
     auto* codecLayout = new QHBoxLayout(codecBox);
@@ -216,20 +210,15 @@ QWidget* CameraSettingsDialog::createVideoTab()
 QWidget* CameraSettingsDialog::createExposureTab()
 {
     auto* page = new QWidget;
-    m_exposureCamera = new QLabel;
-    m_exposureCamera->setObjectName(QStringLiteral("exposureCamera"));
+    m_exposureCamera = withName(new QLabel, "exposureCamera");
     m_exposureCamera->setWordWrap(true);
-    m_exposurePane = new kqgui::ExposureWindowPane(page);
-    m_exposurePane->setObjectName(QStringLiteral("exposurePane"));
+    m_exposurePane = withName(new kqgui::ExposureWindowPane(page), "exposurePane");
     m_exposurePane->setMinimumSize(320, 180);
-    m_exclude = new QPushButton(tr("&Exclude"));
-    m_exclude->setObjectName(QStringLiteral("exclude"));
+    m_exclude = withName(new QPushButton(tr("&Exclude")), "exclude");
     m_exclude->setToolTip(tr("Leave the selected window out of the exposure measurement"));
-    m_include = new QPushButton(tr("&Include"));
-    m_include->setObjectName(QStringLiteral("include"));
+    m_include = withName(new QPushButton(tr("&Include")), "include");
     m_include->setToolTip(tr("Measure the exposure in the selected window"));
-    m_removeExposureWindows = new QPushButton(tr("Remove a&ll"));
-    m_removeExposureWindows->setObjectName(QStringLiteral("removeExposureWindows"));
+    m_removeExposureWindows = withName(new QPushButton(tr("Remove a&ll")), "removeExposureWindows");
 
     auto mark = [this](bool excluded) {
         return [this, excluded] {
@@ -264,30 +253,24 @@ QWidget* CameraSettingsDialog::createExposureTab()
 QWidget* CameraSettingsDialog::createMotionTab()
 {
     auto* page = new QWidget;
-    m_motionCamera = new QLabel;
-    m_motionCamera->setObjectName(QStringLiteral("motionCamera"));
+    m_motionCamera = withName(new QLabel, "motionCamera");
     m_motionCamera->setWordWrap(true);
-    m_motionPane = new kqgui::VideoMotionWindowPane(page);
-    m_motionPane->setObjectName(QStringLiteral("motionPane"));
+    m_motionPane = withName(new kqgui::VideoMotionWindowPane(page), "motionPane");
     m_motionPane->setMinimumSize(320, 180);
 
     auto percent = [](const char* name) {
-        auto* box = new QSpinBox;
-        box->setObjectName(QLatin1String(name));
+        auto* box = withName(new QSpinBox, name);
         box->setRange(0, 100);
         return box;
     };
     m_sensitivity = percent("sensitivity");
     m_minThreshold = percent("minThreshold");
     m_maxThreshold = percent("maxThreshold");
-    m_reference = new QCheckBox(tr("Referen&ce window"));
-    m_reference->setObjectName(QStringLiteral("reference"));
-    m_motionSet = new QComboBox;
-    m_motionSet->setObjectName(QStringLiteral("motionSet"));
+    m_reference = withName(new QCheckBox(tr("Referen&ce window")), "reference");
+    m_motionSet = withName(new QComboBox, "motionSet");
     m_motionSet->addItem(tr("Set 1"), int(kq::VMS_Set1));
     m_motionSet->addItem(tr("Set 2"), int(kq::VMS_Set2));
-    m_removeMotionWindows = new QPushButton(tr("Remove a&ll"));
-    m_removeMotionWindows->setObjectName(QStringLiteral("removeMotionWindows"));
+    m_removeMotionWindows = withName(new QPushButton(tr("Remove a&ll")), "removeMotionWindows");
 
     for (QSpinBox* box : { m_sensitivity, m_minThreshold, m_maxThreshold })
         connect(box, QOverload<int>::of(&QSpinBox::valueChanged), this,
@@ -325,8 +308,7 @@ QWidget* CameraSettingsDialog::createMotionTab()
 QWidget* CameraSettingsDialog::createEventsTab()
 {
     auto* page = new QWidget;
-    m_events = new QListWidget;
-    m_events->setObjectName(QStringLiteral("events"));
+    m_events = withName(new QListWidget, "events");
     auto* hint = new QLabel(tr("Checked events are those the client reacts to. <b>Bold</b>: enabled on "
                                "the camera; <i>italic</i>: enabled on some of the selected cameras."));
     hint->setWordWrap(true);
@@ -340,21 +322,15 @@ QWidget* CameraSettingsDialog::createEventsTab()
 QWidget* CameraSettingsDialog::createNetworkTab()
 {
     auto* page = new QWidget;
-    m_receivers = new kqgui::IpPortTreeWidget;
-    m_receivers->setObjectName(QStringLiteral("receivers"));
+    m_receivers = withName(new kqgui::IpPortTreeWidget, "receivers");
     m_receivers->setRootIsDecorated(false);
     m_receivers->setColumnWidth(0, 220);
 
-    m_addReceiver = new QPushButton(tr("A&dd"));
-    m_addReceiver->setObjectName(QStringLiteral("addReceiver"));
-    m_removeReceiver = new QPushButton(tr("R&emove"));
-    m_removeReceiver->setObjectName(QStringLiteral("removeReceiver"));
-    m_upReceiver = new QPushButton(tr("&Up"));
-    m_upReceiver->setObjectName(QStringLiteral("upReceiver"));
-    m_downReceiver = new QPushButton(tr("Do&wn"));
-    m_downReceiver->setObjectName(QStringLiteral("downReceiver"));
-    m_masterPort = new QLabel;
-    m_masterPort->setObjectName(QStringLiteral("masterPort"));
+    m_addReceiver = withName(new QPushButton(tr("A&dd")), "addReceiver");
+    m_removeReceiver = withName(new QPushButton(tr("R&emove")), "removeReceiver");
+    m_upReceiver = withName(new QPushButton(tr("&Up")), "upReceiver");
+    m_downReceiver = withName(new QPushButton(tr("Do&wn")), "downReceiver");
+    m_masterPort = withName(new QLabel, "masterPort");
     m_masterPort->setWordWrap(true);
 
     // Each action runs with the tree's signals blocked and restores them
