@@ -28,20 +28,18 @@ public:
 
 namespace detail {
     // Text of the function signature that the option model's warning names.
-    template <class T> struct OptionsSignature;
-    template <> struct OptionsSignature<int> {
-        static const char* text()
-        {
-            return "void kq::TOptions<T>::setSelectedValue(const T&) [with T = int]";
-        }
+    template <class T>
+    struct OptionsSignature;
+    template <>
+    struct OptionsSignature<int> {
+        static const char* text() { return "void kq::TOptions<T>::setSelectedValue(const T&) [with T = int]"; }
     };
-    template <> struct OptionsSignature<double> {
-        static const char* text()
-        {
-            return "void kq::TOptions<T>::setSelectedValue(const T&) [with T = double]";
-        }
+    template <>
+    struct OptionsSignature<double> {
+        static const char* text() { return "void kq::TOptions<T>::setSelectedValue(const T&) [with T = double]"; }
     };
-    template <> struct OptionsSignature<QString> {
+    template <>
+    struct OptionsSignature<QString> {
         static const char* text()
         {
             return "void kq::TOptions<T>::setSelectedValue(const T&) [with T = QString]";
@@ -49,7 +47,8 @@ namespace detail {
     };
 }
 
-template <class T> class TOptions : public Options {
+template <class T>
+class TOptions : public Options {
 public:
     TOptions() = default;
     explicit TOptions(const QVector<T>& permitted, int selected = -1)
@@ -97,8 +96,7 @@ public:
 
     bool operator==(const TOptions& other) const
     {
-        return selectedIndex == other.selectedIndex && values == other.values
-            && emptyValue == other.emptyValue;
+        return selectedIndex == other.selectedIndex && values == other.values && emptyValue == other.emptyValue;
     }
     bool operator!=(const TOptions& other) const { return !(*this == other); }
 
@@ -106,7 +104,8 @@ public:
     T emptyValue = T();
 };
 
-template <class T> class TMultiOptions {
+template <class T>
+class TMultiOptions {
 public:
     TMultiOptions() = default;
     explicit TMultiOptions(const QVector<T>& permitted, const QVector<int>& selected = {})
