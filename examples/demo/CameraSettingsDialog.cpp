@@ -336,16 +336,22 @@ QWidget* CameraSettingsDialog::createNetworkTab()
     // Each action runs with the tree's signals blocked and restores them
     // afterwards, except when it has nothing to do (then they stay blocked).
     // The buttons are only enabled where the action has something to do.
-    auto run = [this](void (kqgui::IpPortTreeWidget::*action)()) {
-        return [this, action] {
-            (m_receivers->*action)();
-            updateNetworkButtons();
-        };
-    };
-    connect(m_addReceiver, &QPushButton::clicked, this, run(&kqgui::IpPortTreeWidget::insertItem));
-    connect(m_removeReceiver, &QPushButton::clicked, this, run(&kqgui::IpPortTreeWidget::removeItem));
-    connect(m_upReceiver, &QPushButton::clicked, this, run(&kqgui::IpPortTreeWidget::upItem));
-    connect(m_downReceiver, &QPushButton::clicked, this, run(&kqgui::IpPortTreeWidget::downItem));
+    connect(m_addReceiver, &QPushButton::clicked, this, [this] {
+        m_receivers->insertItem();
+        updateNetworkButtons();
+    });
+    connect(m_removeReceiver, &QPushButton::clicked, this, [this] {
+        m_receivers->removeItem();
+        updateNetworkButtons();
+    });
+    connect(m_upReceiver, &QPushButton::clicked, this, [this] {
+        m_receivers->upItem();
+        updateNetworkButtons();
+    });
+    connect(m_downReceiver, &QPushButton::clicked, this, [this] {
+        m_receivers->downItem();
+        updateNetworkButtons();
+    });
     connect(
         m_receivers, &QTreeWidget::itemSelectionChanged, this, &CameraSettingsDialog::updateNetworkButtons);
     connect(m_receivers, &QTreeWidget::itemChanged, this, &CameraSettingsDialog::updateNetworkButtons);
