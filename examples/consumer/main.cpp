@@ -1,10 +1,14 @@
 // Uses the installed library the way a dialog does and reports what it saw;
 // exits non-zero when anything is off.
+#include <ConfigDialogs/PropertyWidgets.h>
+#include <ConfigDialogs/Translations.h>
 #include <ConfigDialogs/Version.h>
 #include <kq/NodeDB.h>
 
 #include <QApplication>
 #include <QByteArray>
+#include <QLineEdit>
+#include <QLocale>
 #include <cstdio>
 #include <cstring>
 
@@ -17,7 +21,8 @@ int main(int argc, char** argv)
         failures += ok ? 0 : 1;
     };
 
-    check(std::strcmp(ConfigDialogs::version(), CONFIGDIALOGS_VERSION_STRING) == 0, "library version matches headers");
+    check(std::strcmp(ConfigDialogs::version(), CONFIGDIALOGS_VERSION_STRING) == 0,
+        "library version matches headers");
 
     kq::NodeDB* db = kq::NodeDB::getDB();
     QString error;
@@ -26,8 +31,15 @@ int main(int argc, char** argv)
         &error);
     check(loaded, "node database loads a document");
     kqm::smart<const kq::INodeConfigSession> session = db->session(QStringLiteral("cam-1"));
-    check(!session.null() && session->property(kq::ELongProperty(0x1002), kq::HasProperties::k_contextIndexDefault),
+    check(!session.null()
+            && session->property(kq::ELongProperty(0x1002), kq::HasProperties::k_contextIndexDefault),
         "session answers a typed property");
+
+    QLineEdit edit;
+    check(ConfigDialogs::installTranslator(QLocale(QLocale::German, QLocale::Germany)),
+        "German catalogue installs from the library");
+    kq::setIndeterminate(&edit);
+    check(edit.text() == QStringLiteral("<Mehrere Werte>"), "indeterminate marker shows in German");
 
     std::printf("consumer: %s\n", failures == 0 ? "all checks passed" : "some checks FAILED");
     return failures == 0 ? 0 : 1;
