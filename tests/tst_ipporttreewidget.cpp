@@ -18,6 +18,8 @@
 #include <QTimer>
 #include <QtTest>
 
+#include "ModalBoxCloser.h"
+
 #include <functional>
 #include <memory>
 
@@ -25,6 +27,7 @@ Q_DECLARE_METATYPE(QTreeWidgetItem*)
 
 using kqgui::IpPortTreeWidget;
 using ListProperty = IpPortTreeWidget::ListProperty;
+using kqtest::ModalBoxCloser;
 
 namespace {
 
@@ -81,46 +84,6 @@ QList<int> checkStates(const QTreeWidget& tree)
         states << tree.topLevelItem(i)->data(0, Qt::CheckStateRole).toInt();
     return states;
 }
-
-// Closes the next modal message box by clicking its Ok button, from a timer
-// that keeps looking until one is up, and checks its title and text there.
-class ModalBoxCloser : public QObject {
-public:
-    explicit ModalBoxCloser(const QString& expectedText)
-        : m_expectedText(expectedText)
-    {
-        arm();
-    }
-
-    int count = 0;
-    QString title;
-    QString text;
-
-private:
-    void arm()
-    {
-        QTimer::singleShot(0, this, [this] { poll(); });
-    }
-    void poll()
-    {
-        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        if (!box) {
-            arm();
-            return;
-        }
-        ++count;
-        title = box->windowTitle();
-        text = box->text();
-        const QMessageBox::StandardButtons buttons = box->standardButtons();
-        box->button(QMessageBox::Ok)->click();
-        arm();
-        QCOMPARE(title, kAppName);
-        QCOMPARE(text, m_expectedText);
-        QCOMPARE(buttons, QMessageBox::StandardButtons(QMessageBox::Ok));
-    }
-
-    QString m_expectedText;
-};
 
 // What happened while the tree's context menu was up.
 struct MenuRun {
