@@ -5,6 +5,8 @@
 # With -DPKGCONFIG=ON it is built with the compiler CXX and the flags that
 # pkg-config gives for ConfigDialogs.pc, which must name the Qt modules of
 # QT_MAJOR_VERSION; LIBDIR is the install's library folder below the prefix.
+# With -DPLUGIN_FILE=<path below the prefix> the consumer also loads the
+# installed Designer plugin.
 file(REMOVE_RECURSE ${WORK_DIR})
 set(prefix ${WORK_DIR}/prefix)
 
@@ -18,11 +20,24 @@ function(run)
 endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+set(consumer_args)
+if(PLUGIN_FILE)
+    set(consumer_args ${prefix}/${PLUGIN_FILE})
+    # A plugin host has none of the libraries loaded: every one must be
+    # found from the plugin itself.
+    find_program(LDD ldd)
+    if(LDD)
+        run(${LDD} ${prefix}/${PLUGIN_FILE})
+        if(run_output MATCHES "not found")
+            message(FATAL_ERROR "the installed Designer plugin misses libraries:\n${run_output}")
+        endif()
+    endif()
+endif()
 
 if(NOT PKGCONFIG)
     run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/build -DCMAKE_PREFIX_PATH=${prefix})
     run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
-    run(${WORK_DIR}/build/consumer)
+    run(${WORK_DIR}/build/consumer ${consumer_args})
     return()
 endif()
 
@@ -44,4 +59,4 @@ separate_arguments(flags UNIX_COMMAND "${run_output}")
 file(MAKE_DIRECTORY ${WORK_DIR}/build)
 run(${CXX} -std=c++17 -o ${WORK_DIR}/build/consumer ${CONSUMER_DIR}/main.cpp ${flags}
     -Wl,-rpath,${prefix}/${LIBDIR})
-run(${WORK_DIR}/build/consumer)
+run(${WORK_DIR}/build/consumer ${consumer_args})

@@ -9,6 +9,7 @@
 #include <QByteArray>
 #include <QLineEdit>
 #include <QLocale>
+#include <QPluginLoader>
 #include <cstdio>
 #include <cstring>
 
@@ -40,6 +41,16 @@ int main(int argc, char** argv)
         "German catalogue installs from the library");
     kq::setIndeterminate(&edit);
     check(edit.text() == QStringLiteral("<Mehrere Werte>"), "indeterminate marker shows in German");
+
+    // Given the installed Designer plugin's path: it loads (finding the
+    // library beside it) and offers the widget collection.
+    if (argc > 1) {
+        QPluginLoader plugin(QString::fromLocal8Bit(argv[1]));
+        check(plugin.load() && plugin.instance(), "Designer plugin loads from the install");
+        check(plugin.metaData().value(QStringLiteral("IID")).toString()
+                == QStringLiteral("org.qt-project.Qt.QDesignerCustomWidgetCollectionInterface"),
+            "Designer plugin is a widget collection");
+    }
 
     std::printf("consumer: %s\n", failures == 0 ? "all checks passed" : "some checks FAILED");
     return failures == 0 ? 0 : 1;
