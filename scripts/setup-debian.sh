@@ -4,10 +4,12 @@
 # Quiet and quick when they are already there; needs root (or sudo) otherwise.
 set -euo pipefail
 
+# libqt6opengl6-dev: Qt 6's UiTools CMake package (the Designer plugin's form
+# loading test) requires the OpenGL one.
 packages=(
     build-essential cmake pkg-config binutils doxygen
     qtbase5-dev qttools5-dev qttools5-dev-tools
-    qt6-base-dev qt6-5compat-dev qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools libgl-dev
+    qt6-base-dev qt6-5compat-dev qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools libqt6opengl6-dev libgl-dev
     xvfb xauth
 )
 
