@@ -3,7 +3,7 @@
 // widget, and forms naming those classes loading through it.
 #include <ConfigDialogs/IpPortTreeWidget.h>
 
-#include <QBuffer>
+#include <QFile>
 #include <QFileInfo>
 #include <QPluginLoader>
 #include <QUiLoader>
@@ -13,6 +13,8 @@
 #include <QtUiPlugin/QDesignerCustomWidgetInterface>
 
 #include <memory>
+
+#include "ui_designerplugin_form.h"
 
 namespace {
 
@@ -144,7 +146,7 @@ private Q_SLOTS:
     }
 
     // Designer's form loader finds the classes in the plugin and builds a
-    // form that names them.
+    // form made with Designer that names them.
     void formLoaderUsesThePlugin()
     {
         QUiLoader loader;
@@ -152,32 +154,24 @@ private Q_SLOTS:
         loader.addPluginPath(QFileInfo(kPluginFile).absolutePath());
         QVERIFY(loader.availableWidgets().contains(QStringLiteral("kqgui::IpPortTreeWidget")));
 
-        QByteArray form = R"(<?xml version="1.0" encoding="UTF-8"?>
-<ui version="4.0">
- <class>CameraDialog</class>
- <widget class="QWidget" name="CameraDialog">
-  <layout class="QVBoxLayout" name="layout">
-   <item>
-    <widget class="kqgui::IpPortTreeWidget" name="alarmTargets"/>
-   </item>
-  </layout>
- </widget>
- <customwidgets>
-  <customwidget>
-   <class>kqgui::IpPortTreeWidget</class>
-   <extends>QTreeWidget</extends>
-   <header location="global">ConfigDialogs/IpPortTreeWidget.h</header>
-  </customwidget>
- </customwidgets>
-</ui>
-)";
-        QBuffer buffer(&form);
-        QVERIFY(buffer.open(QIODevice::ReadOnly));
-        std::unique_ptr<QWidget> dialog(loader.load(&buffer));
+        QFile form(QStringLiteral(CONFIGDIALOGS_DESIGNER_FORM));
+        QVERIFY(form.open(QIODevice::ReadOnly));
+        std::unique_ptr<QWidget> dialog(loader.load(&form));
         QVERIFY2(dialog, qPrintable(loader.errorString()));
         auto* tree = dialog->findChild<kqgui::IpPortTreeWidget*>(QStringLiteral("alarmTargets"));
         QVERIFY(tree);
         QCOMPARE(tree->headerItem()->text(0), QStringLiteral("Ip"));
+    }
+
+    // The same form compiled by uic: the generated code includes the public
+    // header and makes the library's class.
+    void uicFormMakesTheTree()
+    {
+        QWidget dialog;
+        Ui::CameraDialog ui;
+        ui.setupUi(&dialog);
+        QVERIFY(qobject_cast<kqgui::IpPortTreeWidget*>(ui.alarmTargets));
+        QCOMPARE(ui.alarmTargets->parentWidget(), &dialog);
     }
 
     void cleanupTestCase()
