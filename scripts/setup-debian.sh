@@ -9,7 +9,7 @@ set -euo pipefail
 packages=(
     build-essential cmake pkg-config binutils doxygen
     qtbase5-dev qttools5-dev qttools5-dev-tools
-    qt6-base-dev qt6-5compat-dev qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools libqt6opengl6-dev libgl-dev
+    qt6-base-dev qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools libqt6opengl6-dev libgl-dev
     xvfb xauth
 )
 
