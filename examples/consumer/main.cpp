@@ -25,6 +25,12 @@ int main(int argc, char** argv)
     check(std::strcmp(ConfigDialogs::version(), CONFIGDIALOGS_VERSION_STRING) == 0,
         "library version matches headers");
 
+#ifdef CONSUMER_EXPECTED_QT_MAJOR
+    check(QString::fromLatin1(qVersion())
+              .startsWith(QString::number(CONSUMER_EXPECTED_QT_MAJOR) + QLatin1Char('.')),
+        "runs with the Qt major version the package names");
+#endif
+
     kq::NodeDB* db = kq::NodeDB::getDB();
     QString error;
     const bool loaded = db->loadJson(R"({ "nodes": [ { "id": "cam-1", "properties": [
