@@ -1,6 +1,8 @@
 #include "DesignerPlugin.h"
 
+#include <ConfigDialogs/ExposureWindowPane.h>
 #include <ConfigDialogs/IpPortTreeWidget.h>
+#include <ConfigDialogs/VideoMotionWindowPane.h>
 
 #include <QIcon>
 
@@ -62,6 +64,18 @@ WidgetCollection::WidgetCollection(QObject* parent)
         QStringLiteral("ConfigDialogs/IpPortTreeWidget.h"), QStringLiteral("ipPortTree"),
         QStringLiteral("Editable list of IP:port entries merged over several cameras, with a master port"),
         [](QWidget* parent) { return new kqgui::IpPortTreeWidget(parent); }, this));
+    // The panes derive from the platform's video widget, which Designer does
+    // not know; it edits them as plain widgets.
+    m_entries.append(new WidgetEntry(
+        QStringLiteral("kqgui::ExposureWindowPane"), QStringLiteral("QWidget"),
+        QStringLiteral("ConfigDialogs/ExposureWindowPane.h"), QStringLiteral("exposurePane"),
+        QStringLiteral("Live image with the windows the camera's exposure control measures or excludes"),
+        [](QWidget* parent) { return new kqgui::ExposureWindowPane(parent); }, this));
+    m_entries.append(new WidgetEntry(
+        QStringLiteral("kqgui::VideoMotionWindowPane"), QStringLiteral("QWidget"),
+        QStringLiteral("ConfigDialogs/VideoMotionWindowPane.h"), QStringLiteral("videoMotionPane"),
+        QStringLiteral("Live image with the camera's video-motion detection windows"),
+        [](QWidget* parent) { return new kqgui::VideoMotionWindowPane(parent); }, this));
 }
 
 QList<QDesignerCustomWidgetInterface*> WidgetCollection::customWidgets() const { return m_entries; }

@@ -1,7 +1,9 @@
 // The Qt Designer plugin, loaded from the build tree as Designer loads it:
 // one collection with an entry per widget class, each entry making the real
 // widget, and forms naming those classes loading through it.
+#include <ConfigDialogs/ExposureWindowPane.h>
 #include <ConfigDialogs/IpPortTreeWidget.h>
+#include <ConfigDialogs/VideoMotionWindowPane.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -19,6 +21,8 @@
 namespace {
 
 const QString kPluginFile = QStringLiteral(CONFIGDIALOGS_DESIGNER_PLUGIN);
+const QStringList kClasses { QStringLiteral("kqgui::ExposureWindowPane"),
+    QStringLiteral("kqgui::IpPortTreeWidget"), QStringLiteral("kqgui::VideoMotionWindowPane") };
 
 // What a form's <customwidget> entry says about a class.
 struct CustomWidgetXml {
@@ -83,7 +87,7 @@ private Q_SLOTS:
         for (const QDesignerCustomWidgetInterface* entry : m_collection->customWidgets())
             names << entry->name();
         names.sort();
-        QCOMPARE(names, QStringList { QStringLiteral("kqgui::IpPortTreeWidget") });
+        QCOMPARE(names, kClasses);
     }
 
     void entries_data()
@@ -95,6 +99,12 @@ private Q_SLOTS:
         QTest::newRow("IP/port tree") << "kqgui::IpPortTreeWidget"
                                       << "QTreeWidget"
                                       << "ConfigDialogs/IpPortTreeWidget.h";
+        QTest::newRow("exposure window pane") << "kqgui::ExposureWindowPane"
+                                              << "QWidget"
+                                              << "ConfigDialogs/ExposureWindowPane.h";
+        QTest::newRow("video-motion window pane") << "kqgui::VideoMotionWindowPane"
+                                                  << "QWidget"
+                                                  << "ConfigDialogs/VideoMotionWindowPane.h";
     }
 
     void entries()
@@ -132,7 +142,8 @@ private Q_SLOTS:
         QVERIFY(widget->inherits(baseClass.toLatin1().constData()));
     }
 
-    // The tree made through the plugin is the library's own class and works.
+    // The widgets made through the plugin are the library's own classes and
+    // work.
     void treeFromPluginWorks()
     {
         QWidget parent;
@@ -145,6 +156,26 @@ private Q_SLOTS:
         QCOMPARE(tree->topLevelItem(0)->text(0), QStringLiteral("<Ip>"));
     }
 
+    void panesFromPluginWork()
+    {
+        QWidget parent;
+        auto* exposure = qobject_cast<kqgui::ExposureWindowPane*>(
+            find(QStringLiteral("kqgui::ExposureWindowPane"))->createWidget(&parent));
+        QVERIFY(exposure);
+        QCOMPARE(exposure->count(), 0);
+        exposure->addRect(QRect(10, 10, 40, 30), exposure->colorFor(0));
+        QCOMPARE(exposure->count(), 1);
+        QVERIFY(!exposure->isExcluded(0));
+
+        auto* motion = qobject_cast<kqgui::VideoMotionWindowPane*>(
+            find(QStringLiteral("kqgui::VideoMotionWindowPane"))->createWidget(&parent));
+        QVERIFY(motion);
+        QCOMPARE(motion->count(), 0);
+        motion->addRect(QRect(10, 10, 40, 30), motion->colorFor(0));
+        motion->setSensitivity(0, 42);
+        QCOMPARE(motion->sensitivity(0), 42);
+    }
+
     // Designer's form loader finds the classes in the plugin and builds a
     // form made with Designer that names them.
     void formLoaderUsesThePlugin()
@@ -152,7 +183,8 @@ private Q_SLOTS:
         QUiLoader loader;
         loader.clearPluginPaths();
         loader.addPluginPath(QFileInfo(kPluginFile).absolutePath());
-        QVERIFY(loader.availableWidgets().contains(QStringLiteral("kqgui::IpPortTreeWidget")));
+        for (const QString& name : kClasses)
+            QVERIFY2(loader.availableWidgets().contains(name), qPrintable(name));
 
         QFile form(QStringLiteral(CONFIGDIALOGS_DESIGNER_FORM));
         QVERIFY(form.open(QIODevice::ReadOnly));
@@ -161,17 +193,21 @@ private Q_SLOTS:
         auto* tree = dialog->findChild<kqgui::IpPortTreeWidget*>(QStringLiteral("alarmTargets"));
         QVERIFY(tree);
         QCOMPARE(tree->headerItem()->text(0), QStringLiteral("Ip"));
+        QVERIFY(dialog->findChild<kqgui::ExposureWindowPane*>(QStringLiteral("exposureWindows")));
+        QVERIFY(dialog->findChild<kqgui::VideoMotionWindowPane*>(QStringLiteral("motionWindows")));
     }
 
     // The same form compiled by uic: the generated code includes the public
-    // header and makes the library's class.
-    void uicFormMakesTheTree()
+    // headers and makes the library's classes.
+    void uicFormMakesTheWidgets()
     {
         QWidget dialog;
         Ui::CameraDialog ui;
         ui.setupUi(&dialog);
         QVERIFY(qobject_cast<kqgui::IpPortTreeWidget*>(ui.alarmTargets));
         QCOMPARE(ui.alarmTargets->parentWidget(), &dialog);
+        QVERIFY(qobject_cast<kqgui::ExposureWindowPane*>(ui.exposureWindows));
+        QVERIFY(qobject_cast<kqgui::VideoMotionWindowPane*>(ui.motionWindows));
     }
 
     void cleanupTestCase()
