@@ -1,0 +1,715 @@
+// Drives the demo's camera settings as a user would: selects cameras in the
+// list, reads the merged widgets, edits with keys and the mouse, applies,
+// saves and loads again. Writes a screenshot of every tab into the working
+// directory (the build folder) and checks that it shows something.
+
+#include "CameraDocument.h"
+#include "CameraProperties.h"
+#include "CameraSettingsDialog.h"
+#include "MainWindow.h"
+
+#include <ConfigDialogs/ExposureWindowPane.h>
+#include <ConfigDialogs/PropertyWidgets.h>
+#include <ConfigDialogs/VideoMotionWindowPane.h>
+#include <kq/CoordinateSystem.h>
+#include <kq/NodeDB.h>
+#include <kq/NodeWidget.h>
+#include <kq/OnScreenDisplay.h>
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSet>
+#include <QSpinBox>
+#include <QStandardPaths>
+#include <QTabWidget>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QTreeWidget>
+#include <QtTest>
+
+#include "LogCapture.h"
+#include "propertywidgets_testsupport.h"
+
+#include <algorithm>
+#include <memory>
+
+namespace {
+
+const int kContext = kq::HasProperties::k_contextIndexDefault;
+const QString kEntrance = QStringLiteral("cam-entrance");
+const QString kGate = QStringLiteral("cam-gate");
+
+kqm::smart<kq::INodeConfigSession> session(const QString& nodeId)
+{
+    return kq::NodeDB::getDB()->session(nodeId);
+}
+
+template <class Id> auto cameraProperty(const QString& nodeId, Id id)
+{
+    return session(nodeId)->property(id, kContext);
+}
+
+QString selectedString(const QString& nodeId, kq::EStringOptionsProperty id)
+{
+    const kq::StringOptionsProperty* p = cameraProperty(nodeId, id);
+    return p ? p->value().getSelectedValue() : QString();
+}
+
+int distinctColours(const QImage& image, const QRect& area)
+{
+    QSet<QRgb> colours;
+    const QRect r = area.intersected(image.rect());
+    for (int y = r.top(); y <= r.bottom(); ++y) {
+        for (int x = r.left(); x <= r.right(); ++x)
+            colours.insert(image.pixel(x, y));
+    }
+    return colours.size();
+}
+
+QVariantList windowsAttribute(const QString& nodeId, const QString& key)
+{
+    return kq::NodeDB::getDB()->node(nodeId)->session()->attribute(key).toList();
+}
+
+QVariantMap windowAt(const QString& nodeId, const QString& key, int i)
+{
+    return windowsAttribute(nodeId, key).value(i).toMap();
+}
+
+// Where a pane shows a window given in image pixels (right, bottom inclusive).
+QPoint screenCentre(kqgui::NodeWindowPane* pane, const QRect& image)
+{
+    return pane->coordinateSystem()->mapToScreen(QRectF(image)).center();
+}
+
+// The widget of the pane's on-screen display, which takes the mouse.
+QWidget* drawingWidget(kqgui::NodeWindowPane* pane) { return pane->onScreenDisplay()->widget(); }
+
+void writeFile(const QString& path, const QByteArray& content)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(content), qint64(content.size()));
+}
+
+} // namespace
+
+class TestDemo : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<demo::MainWindow> m_window;
+    QTemporaryDir m_scratch;
+
+    demo::CameraSettingsDialog* settings() const { return m_window->settings(); }
+    template <class W> W* widget(const char* name) const
+    {
+        W* w = m_window->findChild<W*>(QLatin1String(name));
+        if (!w)
+            qWarning("no widget %s", name);
+        return w;
+    }
+
+    // Opens the main window on the cameras the start-up rules choose.
+    void openWindow();
+    // Clicks the cameras in the list, the first plainly, the others with Ctrl.
+    void clickCameras(const QStringList& nodeIds);
+    void clickTab(const QString& name);
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanup();
+
+    void startsWithTheBuiltInCameras();
+    void badCameraFilesFallBack_data();
+    void badCameraFilesFallBack();
+    void openingABadFileWarnsAndKeepsTheCameras();
+
+    void twoCamerasShowWhatTheyShare();
+    void applyWritesEveryCameraAndKeepsTheirOwnValues();
+    void revertDropsChangesNotApplied();
+    void saveWritesTheUserCopyAndTheNextStartLoadsIt();
+    void exposureWindowsAreMarkedDrawnAndStored();
+    void motionWindowSettingsAreEditedAndStored();
+    void windowsThePanesCannotShowSurviveApply();
+    void lensCorrectedCamerasHavePolygonWindows();
+    void eventsAreCheckedAndWrittenBack();
+    void alarmReceiversAreReorderedAndRemoved();
+    void screenshotsOfEveryTab();
+};
+
+void TestDemo::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QVERIFY(m_scratch.isValid());
+    QFile::remove(demo::CameraDocument::userDataPath());
+}
+
+void TestDemo::cleanup()
+{
+    m_window.reset();
+    QFile::remove(demo::CameraDocument::userDataPath());
+}
+
+void TestDemo::openWindow()
+{
+    demo::CameraDocument document;
+    QStringList problems;
+    document.loadAtStart(QString(), &problems);
+    QVERIFY2(problems.isEmpty(), qPrintable(problems.join(QLatin1Char('\n'))));
+    m_window = std::make_unique<demo::MainWindow>(document);
+    m_window->resize(1100, 720);
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+}
+
+void TestDemo::clickCameras(const QStringList& nodeIds)
+{
+    QListWidget* list = m_window->cameraList();
+    for (int i = 0; i < nodeIds.size(); ++i) {
+        QListWidgetItem* item = nullptr;
+        for (int row = 0; row < list->count() && !item; ++row) {
+            if (list->item(row)->data(Qt::UserRole).toString() == nodeIds.at(i))
+                item = list->item(row);
+        }
+        QVERIFY2(item, qPrintable(nodeIds.at(i)));
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, i == 0 ? Qt::NoModifier : Qt::ControlModifier,
+            list->visualItemRect(item).center());
+    }
+    QCOMPARE(settings()->cameras(), nodeIds);
+}
+
+void TestDemo::clickTab(const QString& name)
+{
+    QTabWidget* tabs = settings()->tabs();
+    for (int i = 0; i < tabs->count(); ++i) {
+        if (tabs->tabText(i).remove(QLatin1Char('&')) == name) {
+            QTest::mouseClick(tabs->tabBar(), Qt::LeftButton, {}, tabs->tabBar()->tabRect(i).center());
+            QCOMPARE(tabs->currentIndex(), i);
+            return;
+        }
+    }
+    QFAIL(qPrintable(QStringLiteral("no tab %1").arg(name)));
+}
+
+void TestDemo::startsWithTheBuiltInCameras()
+{
+    demo::CameraDocument document;
+    QStringList problems;
+    QVERIFY(document.loadAtStart(QString(), &problems));
+    QVERIFY(problems.isEmpty());
+    QVERIFY(document.isBuiltIn());
+    QCOMPARE(document.savePath(), demo::CameraDocument::userDataPath());
+    QCOMPARE(kq::NodeDB::getDB()->nodeIds(),
+        QStringList({ kEntrance, QStringLiteral("cam-lobby"), QStringLiteral("cam-yard"), kGate }));
+}
+
+void TestDemo::badCameraFilesFallBack_data()
+{
+    QTest::addColumn<QByteArray>("content"); // empty: no file at all
+    QTest::addColumn<QString>("message");
+
+    QTest::newRow("missing") << QByteArray() << QStringLiteral("Cannot read");
+    QTest::newRow("malformed") << QByteArray("{ \"nodes\": [")
+                               << QStringLiteral("is not a valid camera document");
+    QTest::newRow("bad property") << QByteArray(
+        R"({ "nodes": [ { "id": "c", "properties": [ { "id": "0x1001", "kind": "nope" } ] } ] })")
+                                  << QStringLiteral("unknown kind 'nope'");
+    QTest::newRow("no cameras") << QByteArray(R"({ "nodes": [] })") << QStringLiteral("holds no cameras");
+}
+
+void TestDemo::badCameraFilesFallBack()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(QString, message);
+    const QString path = m_scratch.filePath(QStringLiteral("%1.json").arg(QTest::currentDataTag()));
+    if (!content.isEmpty())
+        writeFile(path, content);
+
+    demo::CameraDocument document;
+    QStringList problems;
+    QVERIFY(!document.loadAtStart(path, &problems));
+    QCOMPARE(problems.size(), 1);
+    QVERIFY2(problems.first().contains(message), qPrintable(problems.first()));
+    QVERIFY2(problems.first().contains(QDir::toNativeSeparators(path)), qPrintable(problems.first()));
+    QVERIFY(document.isBuiltIn());
+    QCOMPARE(kq::NodeDB::getDB()->nodeIds().size(), 4);
+}
+
+void TestDemo::openingABadFileWarnsAndKeepsTheCameras()
+{
+    openWindow();
+    const QString path = m_scratch.filePath(QStringLiteral("broken.json"));
+    writeFile(path, "not json");
+
+    bool boxSeen = false;
+    QTimer::singleShot(0, this, [&] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        QVERIFY(box);
+        boxSeen = true;
+        QCOMPARE(box->windowTitle(), QCoreApplication::applicationName());
+        QVERIFY2(
+            box->text().contains(QStringLiteral("is not a valid camera document")), qPrintable(box->text()));
+        box->close();
+    });
+    QVERIFY(!m_window->openFile(path));
+    QVERIFY(boxSeen);
+    QVERIFY(m_window->document().isBuiltIn());
+    QCOMPARE(m_window->cameraList()->count(), 4);
+}
+
+void TestDemo::twoCamerasShowWhatTheyShare()
+{
+    openWindow();
+    clickCameras({ kEntrance, kGate });
+
+    auto* name = widget<QLineEdit>("name");
+    QCOMPARE(name->text(), pwtest::staticsMarker());
+    QVERIFY(kq::isIndeterminate(name));
+    QVERIFY(kq::isIndeterminate(widget<QLabel>("modelFirmware")));
+    // the status LED is lit on one of them
+    QCOMPARE(widget<QCheckBox>("statusLed")->checkState(), Qt::PartiallyChecked);
+    // the gate camera has no wide dynamic range
+    auto* wdr = widget<QCheckBox>("wideDynamicRange");
+    QVERIFY(!wdr->isEnabled());
+    QCOMPARE(wdr->toolTip(), pwtest::kNotAvailable);
+    // both show a normal image
+    QCOMPARE(widget<QComboBox>("mirror")->currentText(), QStringLiteral("Normal"));
+
+    auto* resolution = widget<QComboBox>("resolution");
+    QVERIFY(kq::isIndeterminate(resolution));
+    QCOMPARE(resolution->currentText(), QStringLiteral("<Multiple Values>"));
+    QVERIFY(kq::isIndeterminate(widget<QComboBox>("frameRate")));
+    QVERIFY(kq::isIndeterminate(widget<QSpinBox>("compression")));
+    QCOMPARE(widget<QSpinBox>("httpPort")->value(), 80);
+    for (const char* codec : { "codec-h264", "codec-h265", "codec-mjpeg" })
+        QVERIFY2(!widget<QRadioButton>(codec)->isChecked(), codec);
+    // neither camera offers H.265
+    QVERIFY(!widget<QRadioButton>("codec-h265")->isEnabled());
+    QCOMPARE(widget<QRadioButton>("codec-h265")->toolTip(), pwtest::kNotAvailable);
+    QVERIFY(widget<QRadioButton>("codec-h264")->isEnabled());
+
+    // only the events both cameras know are shown
+    auto* events = widget<QListWidget>("events");
+    QVERIFY(kq::findItem(events, QStringLiteral("tamper"))->isHidden());
+    QVERIFY(!kq::findItem(events, QStringLiteral("input1"))->isHidden());
+    QCOMPARE(kq::findItem(events, QStringLiteral("input1"))->checkState(), Qt::Checked);
+    // relay output 1 may not be configured on the entrance camera
+    QVERIFY(!kq::isEnabled(events, QStringLiteral("output1")));
+
+    QCOMPARE(widget<QLabel>("masterPort")->text(), QStringLiteral("Master port: 9000"));
+}
+
+void TestDemo::applyWritesEveryCameraAndKeepsTheirOwnValues()
+{
+    openWindow();
+    clickCameras({ kEntrance, kGate });
+
+    clickTab(QStringLiteral("General"));
+    auto* mirror = widget<QComboBox>("mirror");
+    mirror->setFocus();
+    QTest::keyClick(mirror, Qt::Key_Up);
+    QCOMPARE(mirror->currentText(), QStringLiteral("Mirrored"));
+
+    clickTab(QStringLiteral("Video"));
+    auto* port = widget<QSpinBox>("httpPort");
+    port->setFocus();
+    QTest::keyClick(port, Qt::Key_Up);
+    QCOMPARE(port->value(), 81);
+
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+
+    for (const QString& id : { kEntrance, kGate }) {
+        QCOMPARE(cameraProperty(id, demo::HttpPortProperty)->value(), 81);
+        QCOMPARE(cameraProperty(id, demo::MirrorProperty)->value(), true);
+    }
+    // what showed "<Multiple Values>" or a partially checked box kept each
+    // camera's own value
+    QCOMPARE(cameraProperty(kEntrance, demo::NameProperty)->value(), QStringLiteral("Entrance"));
+    QCOMPARE(cameraProperty(kGate, demo::NameProperty)->value(), QStringLiteral("Gate"));
+    QCOMPARE(selectedString(kEntrance, demo::ResolutionProperty), QStringLiteral("1920x1080"));
+    QCOMPARE(selectedString(kGate, demo::ResolutionProperty), QStringLiteral("1280x960"));
+    QCOMPARE(cameraProperty(kEntrance, demo::FrameRateProperty)->value().getSelectedValue(), 25.0);
+    QCOMPARE(cameraProperty(kGate, demo::FrameRateProperty)->value().getSelectedValue(), 7.5);
+    QCOMPARE(cameraProperty(kEntrance, demo::CompressionProperty)->value(), 3);
+    QCOMPARE(cameraProperty(kGate, demo::CompressionProperty)->value(), 7);
+    QCOMPARE(selectedString(kEntrance, demo::CodecProperty), QStringLiteral("h264"));
+    QCOMPARE(selectedString(kGate, demo::CodecProperty), QStringLiteral("mjpeg"));
+    QCOMPARE(cameraProperty(kEntrance, demo::StatusLedProperty)->value(), true);
+    QCOMPARE(cameraProperty(kGate, demo::StatusLedProperty)->value(), false);
+    QCOMPARE(selectedString(kEntrance, demo::WideDynamicRangeProperty), QStringLiteral("on"));
+    QVERIFY(!session(kGate)->hasProperty(demo::WideDynamicRangeProperty, kContext));
+    // a camera that was not selected is left alone
+    QCOMPARE(cameraProperty(QStringLiteral("cam-yard"), demo::HttpPortProperty)->value(), 8080);
+
+    // the widgets show the cameras as they are now
+    QCOMPARE(port->value(), 81);
+    QCOMPARE(mirror->currentText(), QStringLiteral("Mirrored"));
+}
+
+void TestDemo::revertDropsChangesNotApplied()
+{
+    openWindow();
+    clickCameras({ QStringLiteral("cam-yard") });
+    clickTab(QStringLiteral("General"));
+    auto* name = widget<QLineEdit>("name");
+    QCOMPARE(name->text(), QStringLiteral("Yard"));
+    name->selectAll();
+    QTest::keyClicks(name, QStringLiteral("Back yard"));
+    QCOMPARE(name->text(), QStringLiteral("Back yard"));
+
+    QTest::mouseClick(widget<QPushButton>("revert"), Qt::LeftButton);
+    QCOMPARE(name->text(), QStringLiteral("Yard"));
+    QCOMPARE(cameraProperty(QStringLiteral("cam-yard"), demo::NameProperty)->value(), QStringLiteral("Yard"));
+
+    // and an applied name shows in the camera list
+    name->selectAll();
+    QTest::keyClicks(name, QStringLiteral("Back yard"));
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    QCOMPARE(m_window->cameraList()->item(2)->text(), QStringLiteral("Back yard"));
+}
+
+void TestDemo::saveWritesTheUserCopyAndTheNextStartLoadsIt()
+{
+    openWindow();
+    clickCameras({ kEntrance, kGate });
+    clickTab(QStringLiteral("Video"));
+    auto* port = widget<QSpinBox>("httpPort");
+    QTest::keyClick(port, Qt::Key_Up);
+    QTest::keyClick(port, Qt::Key_Up);
+    // Save applies what the dialog shows
+    QTest::mouseClick(widget<QPushButton>("save"), Qt::LeftButton);
+    const QString saved = demo::CameraDocument::userDataPath();
+    QVERIFY2(QFile::exists(saved), qPrintable(saved));
+    QVERIFY2(saved.contains(QStringLiteral(".qttest")), qPrintable(saved)); // never a user's own files
+    m_window.reset();
+
+    // change the cameras in memory, so that a reload has something to undo
+    cameraProperty(kEntrance, demo::HttpPortProperty)->setValue(1234);
+
+    demo::CameraDocument next;
+    QStringList problems;
+    QVERIFY(next.loadAtStart(QString(), &problems));
+    QVERIFY(problems.isEmpty());
+    QCOMPARE(next.sourcePath(), saved);
+    QVERIFY(!next.isBuiltIn());
+    QCOMPARE(next.savePath(), saved);
+    QCOMPARE(cameraProperty(kEntrance, demo::HttpPortProperty)->value(), 82);
+    QCOMPARE(cameraProperty(kGate, demo::HttpPortProperty)->value(), 82);
+    QCOMPARE(cameraProperty(kGate, demo::NameProperty)->value(), QStringLiteral("Gate"));
+
+    // the built-in document is as it was
+    kq::NodeDB builtIn;
+    QFile resource(demo::CameraDocument::builtInPath());
+    QVERIFY(resource.open(QIODevice::ReadOnly));
+    QVERIFY(builtIn.loadJson(resource.readAll()));
+    QCOMPARE(builtIn.session(kEntrance)->property(demo::HttpPortProperty, kContext)->value(), 80);
+
+    // a file named on the command line is saved back to itself
+    const QString own = m_scratch.filePath(QStringLiteral("own.json"));
+    QVERIFY(QFile::copy(saved, own));
+    demo::CameraDocument named;
+    QVERIFY(named.loadAtStart(own, &problems));
+    QCOMPARE(named.savePath(), own);
+    cameraProperty(kGate, demo::HttpPortProperty)->setValue(8443);
+    QString error;
+    QVERIFY2(named.save(&error), qPrintable(error));
+    kq::NodeDB reread;
+    QFile ownFile(own);
+    QVERIFY(ownFile.open(QIODevice::ReadOnly));
+    QVERIFY(reread.loadJson(ownFile.readAll()));
+    QCOMPARE(reread.session(kGate)->property(demo::HttpPortProperty, kContext)->value(), 8443);
+}
+
+void TestDemo::exposureWindowsAreMarkedDrawnAndStored()
+{
+    openWindow();
+    clickCameras({ kEntrance, kGate });
+    clickTab(QStringLiteral("Exposure"));
+    auto* pane = widget<kqgui::ExposureWindowPane>("exposurePane");
+    // the first selected camera's windows, in their stored order
+    QCOMPARE(pane->count(), 2);
+    QCOMPARE(pane->rectControlAt(0)->applRect(), QRect(QPoint(200, 150), QPoint(899, 649)));
+    QVERIFY(!pane->isExcluded(0));
+    QVERIFY(pane->isExcluded(1));
+    QVERIFY(widget<QLabel>("exposureCamera")->text().contains(QStringLiteral("Entrance")));
+
+    auto* exclude = widget<QPushButton>("exclude");
+    QVERIFY(!exclude->isEnabled()); // nothing selected
+    QTest::mouseClick(drawingWidget(pane), Qt::LeftButton, {},
+        screenCentre(pane, QRect(QPoint(200, 150), QPoint(899, 649))));
+    QCOMPARE(pane->selected(), 0);
+    QVERIFY(exclude->isEnabled());
+    QTest::mouseClick(exclude, Qt::LeftButton);
+    QVERIFY(pane->isExcluded(0));
+    QVERIFY(!exclude->isEnabled());
+    QVERIFY(widget<QPushButton>("include")->isEnabled());
+
+    // draw a third window over the free picture at the bottom right
+    QWidget* osd = drawingWidget(pane);
+    const QPoint from = screenCentre(pane, QRect(QPoint(1300, 700), QPoint(1301, 701)));
+    const QPoint to = screenCentre(pane, QRect(QPoint(1700, 1000), QPoint(1701, 1001)));
+    QTest::mousePress(osd, Qt::LeftButton, {}, from);
+    QTest::mouseMove(osd, (from + to) / 2);
+    QTest::mouseMove(osd, to);
+    QTest::mouseRelease(osd, Qt::LeftButton, {}, to);
+    QCOMPARE(pane->count(), 3);
+
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    const QVariantList stored = windowsAttribute(kEntrance, demo::ExposureWindowsAttribute);
+    QCOMPARE(stored.size(), 3);
+    // the newest window comes first; it is included and lies where it was drawn
+    const QVariantList drawn = stored.at(0).toMap().value(QStringLiteral("rect")).toList();
+    QCOMPARE(drawn.size(), 4);
+    QVERIFY2(qAbs(drawn.at(0).toInt() - 1300) < 10 && qAbs(drawn.at(3).toInt() - 1000) < 10,
+        qPrintable(QVariant(drawn).toStringList().join(QLatin1Char(','))));
+    QCOMPARE(stored.at(0).toMap().value(QStringLiteral("excluded")).toBool(), false);
+    QCOMPARE(
+        stored.at(1).toMap().value(QStringLiteral("rect")).toList(), QVariantList({ 200, 150, 899, 649 }));
+    QCOMPARE(stored.at(1).toMap().value(QStringLiteral("excluded")).toBool(), true);
+    QCOMPARE(stored.at(2).toMap().value(QStringLiteral("excluded")).toBool(), true);
+    // the second selected camera's windows are not touched
+    QCOMPARE(windowsAttribute(kGate, demo::ExposureWindowsAttribute).size(), 1);
+
+    QTest::mouseClick(widget<QPushButton>("removeExposureWindows"), Qt::LeftButton);
+    QCOMPARE(pane->count(), 0);
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    QVERIFY(windowsAttribute(kEntrance, demo::ExposureWindowsAttribute).isEmpty());
+}
+
+void TestDemo::motionWindowSettingsAreEditedAndStored()
+{
+    openWindow();
+    const QString yard = QStringLiteral("cam-yard");
+    clickCameras({ yard });
+    clickTab(QStringLiteral("Motion"));
+    auto* pane = widget<kqgui::VideoMotionWindowPane>("motionPane");
+    QCOMPARE(pane->count(), 2);
+    auto* sensitivity = widget<QSpinBox>("sensitivity");
+    QVERIFY(!sensitivity->isEnabled()); // nothing selected
+
+    QTest::mouseClick(drawingWidget(pane), Qt::LeftButton, {},
+        screenCentre(pane, QRect(QPoint(1700, 200), QPoint(2299, 599))));
+    QCOMPARE(pane->selected(), 1);
+    QVERIFY(sensitivity->isEnabled());
+    QCOMPARE(sensitivity->value(), 30);
+    QCOMPARE(widget<QSpinBox>("minThreshold")->value(), 10);
+    QCOMPARE(widget<QSpinBox>("maxThreshold")->value(), 80);
+    QVERIFY(widget<QCheckBox>("reference")->isChecked());
+    QCOMPARE(widget<QComboBox>("motionSet")->currentText(), QStringLiteral("Set 1"));
+
+    QTest::keyClick(sensitivity, Qt::Key_Up);
+    QCOMPARE(pane->sensitivity(1), 31);
+    auto* motionSet = widget<QComboBox>("motionSet");
+    QTest::keyClick(motionSet, Qt::Key_Down);
+    QCOMPARE(pane->vmSet(1), kq::VMS_Set2);
+
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    const QVariantMap changed = windowAt(yard, demo::MotionWindowsAttribute, 1);
+    QCOMPARE(changed.value(QStringLiteral("sensitivity")).toInt(), 31);
+    QCOMPARE(changed.value(QStringLiteral("set")).toInt(), 2);
+    QCOMPARE(changed.value(QStringLiteral("reference")).toBool(), true);
+    QCOMPARE(changed.value(QStringLiteral("minThreshold")).toInt(), 10);
+    QCOMPARE(changed.value(QStringLiteral("rect")).toList(), QVariantList({ 1700, 200, 2299, 599 }));
+    const QVariantMap other = windowAt(yard, demo::MotionWindowsAttribute, 0);
+    QCOMPARE(other.value(QStringLiteral("sensitivity")).toInt(), 60);
+    QCOMPARE(other.value(QStringLiteral("set")).toInt(), 2);
+    QCOMPARE(other.value(QStringLiteral("maxThreshold")).toInt(), 90);
+
+    // Revert shows what is stored
+    QTest::keyClick(sensitivity, Qt::Key_Up);
+    QTest::mouseClick(widget<QPushButton>("revert"), Qt::LeftButton);
+    QCOMPARE(pane->count(), 2);
+    QCOMPARE(pane->sensitivity(1), 31);
+}
+
+void TestDemo::windowsThePanesCannotShowSurviveApply()
+{
+    // a window without a usable rectangle, before a good one
+    const QVariantList stored {
+        QVariantMap { { QStringLiteral("rect"), QVariantList { 1, 2 } } },
+        QVariantMap { { QStringLiteral("rect"), QVariantList { 10, 20, 109, 69 } },
+            { QStringLiteral("excluded"), true } },
+    };
+    demo::CameraDocument document;
+    QStringList problems;
+    document.loadAtStart(QString(), &problems);
+    kq::NodeDB::getDB()->node(kGate)->session()->setAttribute(demo::ExposureWindowsAttribute, stored);
+
+    kqtest::LogCapture log(kq::Log::Warning);
+    m_window = std::make_unique<demo::MainWindow>(document);
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+    clickCameras({ kGate });
+    QVERIFY2(
+        log.lines().contains(QStringLiteral(
+            "camera cam-gate: exposure window #0 has no valid \"rect\" or \"polygon\"; it is not shown")),
+        qPrintable(log.lines().join(QLatin1Char('\n'))));
+    auto* pane = widget<kqgui::ExposureWindowPane>("exposurePane");
+    QCOMPARE(pane->count(), 1);
+    QCOMPARE(pane->rectControlAt(0)->applRect(), QRect(10, 20, 100, 50));
+    QVERIFY(pane->isExcluded(0));
+
+    // applying other settings leaves the windows as they are stored
+    clickTab(QStringLiteral("Video"));
+    QTest::keyClick(widget<QSpinBox>("httpPort"), Qt::Key_Up);
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    QCOMPARE(cameraProperty(kGate, demo::HttpPortProperty)->value(), 81);
+    QCOMPARE(windowsAttribute(kGate, demo::ExposureWindowsAttribute), stored);
+}
+
+void TestDemo::lensCorrectedCamerasHavePolygonWindows()
+{
+    demo::CameraDocument document;
+    QStringList problems;
+    document.loadAtStart(QString(), &problems);
+    const QVariantList triangle { QVariantList { 400, 300 }, QVariantList { 900, 300 },
+        QVariantList { 650, 700 } };
+    const kqm::smart<kq::MemoryConfigSession> gate = kq::NodeDB::getDB()->node(kGate)->session();
+    gate->setAttribute(QStringLiteral("deskew"),
+        QVariantMap { { QStringLiteral("lensCorrection"), true }, { QStringLiteral("lensStrength"), -80 } });
+    gate->setAttribute(demo::ExposureWindowsAttribute,
+        QVariantList { QVariantMap { { QStringLiteral("polygon"), triangle } } });
+    m_window = std::make_unique<demo::MainWindow>(document);
+    m_window->resize(1100, 720);
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+    clickCameras({ kGate });
+    clickTab(QStringLiteral("Exposure"));
+
+    auto* pane = widget<kqgui::ExposureWindowPane>("exposurePane");
+    QVERIFY(pane->hasLensCorrection());
+    QCOMPARE(pane->count(), 1);
+    QVERIFY(pane->isPoly(0));
+    QCOMPARE(pane->polyControlAt(0)->applPolygon(),
+        QPolygon({ QPoint(400, 300), QPoint(900, 300), QPoint(650, 700) }));
+
+    // select it (a point well inside the triangle) and exclude it
+    const QPoint inside
+        = pane->coordinateSystem()
+              ->mapToScreen(QPolygonF({ QPointF(650, 450) }), kq::NodeWidget::getDeskewParams(gate))
+              .first();
+    QTest::mouseClick(drawingWidget(pane), Qt::LeftButton, {}, inside);
+    QCOMPARE(pane->selected(), 0);
+    QTest::mouseClick(widget<QPushButton>("exclude"), Qt::LeftButton);
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+
+    const QVariantMap stored = windowAt(kGate, demo::ExposureWindowsAttribute, 0);
+    QCOMPARE(stored.value(QStringLiteral("polygon")).toList(), triangle);
+    QVERIFY(!stored.contains(QStringLiteral("rect")));
+    QCOMPARE(stored.value(QStringLiteral("excluded")).toBool(), true);
+}
+
+void TestDemo::eventsAreCheckedAndWrittenBack()
+{
+    openWindow();
+    clickCameras({ kEntrance });
+    clickTab(QStringLiteral("Events"));
+    auto* events = widget<QListWidget>("events");
+
+    // enabled on the camera: bold; the client reacts to input1 and motion
+    QListWidgetItem* tamper = kq::findItem(events, QStringLiteral("tamper"));
+    QCOMPARE(tamper->text(), QStringLiteral("Tampering"));
+    QVERIFY(tamper->font().weight() > QFont::Normal);
+    QCOMPARE(tamper->checkState(), Qt::Unchecked);
+    QCOMPARE(kq::findItem(events, QStringLiteral("motion"))->checkState(), Qt::Checked);
+    // the client may not configure relay output 1 on this camera
+    QVERIFY(!kq::isEnabled(events, QStringLiteral("output1")));
+    QCOMPARE(kq::findItem(events, QStringLiteral("output1"))->toolTip(), pwtest::kNotConfigurable);
+
+    // a click on the check box of an item toggles it
+    const QRect row = events->visualItemRect(tamper);
+    QTest::mouseClick(events->viewport(), Qt::LeftButton, {}, QPoint(row.left() + 10, row.center().y()));
+    QCOMPARE(tamper->checkState(), Qt::Checked);
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+
+    QVector<QString> selected = cameraProperty(kEntrance, demo::EventsProperty)->value().getSelectedValues();
+    std::sort(selected.begin(), selected.end());
+    QCOMPARE(selected,
+        QVector<QString>({ QStringLiteral("input1"), QStringLiteral("motion"), QStringLiteral("tamper") }));
+}
+
+void TestDemo::alarmReceiversAreReorderedAndRemoved()
+{
+    openWindow();
+    clickCameras({ kEntrance });
+    clickTab(QStringLiteral("Network"));
+    auto* tree = widget<QTreeWidget>("receivers");
+    auto* add = widget<QPushButton>("addReceiver");
+    auto* remove = widget<QPushButton>("removeReceiver");
+    auto* up = widget<QPushButton>("upReceiver");
+    auto* down = widget<QPushButton>("downReceiver");
+    QCOMPARE(tree->topLevelItemCount(), 2);
+    QVERIFY(add->isEnabled());
+    QVERIFY(!remove->isEnabled() && !up->isEnabled() && !down->isEnabled());
+    // the local address is the master
+    QCOMPARE(widget<QLabel>("masterPort")->text(), QStringLiteral("Master port: 9000"));
+
+    QTreeWidgetItem* second = tree->topLevelItem(1);
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(second).center());
+    QVERIFY(up->isEnabled() && remove->isEnabled());
+    QVERIFY(!down->isEnabled());
+    QTest::mouseClick(up, Qt::LeftButton);
+    QCOMPARE(tree->topLevelItem(0)->text(0), QStringLiteral("192.168.0.20"));
+    QVERIFY(!up->isEnabled());
+    QVERIFY(down->isEnabled());
+
+    QTest::mouseClick(add, Qt::LeftButton);
+    QCOMPARE(tree->topLevelItemCount(), 3);
+    QCOMPARE(tree->topLevelItem(2)->text(0), QStringLiteral("<Ip>"));
+    QVERIFY(!add->isEnabled()); // one unfilled row at a time
+
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    // the unfilled row is not written
+    QCOMPARE(QVector<QString>(cameraProperty(kEntrance, demo::AlarmReceiversProperty)->value()),
+        QVector<QString>({ QStringLiteral("192.168.0.20:8000"), QStringLiteral("127.0.0.1:9000") }));
+
+    QTest::mouseClick(
+        tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(tree->topLevelItem(0)).center());
+    QTest::mouseClick(remove, Qt::LeftButton);
+    QCOMPARE(tree->topLevelItemCount(), 1);
+    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    QCOMPARE(QVector<QString>(cameraProperty(kEntrance, demo::AlarmReceiversProperty)->value()),
+        QVector<QString>({ QStringLiteral("127.0.0.1:9000") }));
+}
+
+void TestDemo::screenshotsOfEveryTab()
+{
+    openWindow();
+    clickCameras({ kEntrance, kGate });
+    QTabWidget* tabs = settings()->tabs();
+    for (int i = 0; i < tabs->count(); ++i) {
+        const QString tab = tabs->tabText(i).remove(QLatin1Char('&'));
+        clickTab(tab);
+        const QImage shot = m_window->grab().toImage();
+        const QString file = QDir::current().filePath(QStringLiteral("demo-%1.png").arg(tab.toLower()));
+        QVERIFY2(shot.save(file), qPrintable(file));
+        const QWidget* current = tabs->currentWidget();
+        const QRect page(current->mapTo(m_window.get(), QPoint()), current->size());
+        // text, frames and widgets: far more than a blank page's few colours
+        const int colours = distinctColours(shot, page);
+        QVERIFY2(colours > 20, qPrintable(QStringLiteral("%1: %2 colours").arg(tab).arg(colours)));
+        // the panes show the camera's moving picture: gradients and shapes
+        if (auto* pane = current->findChild<kqgui::NodeWindowPane*>()) {
+            const QRect video(
+                pane->mapTo(m_window.get(), pane->videoRect().topLeft()), pane->videoRect().size());
+            QVERIFY2(video.width() > 300 && video.height() > 150,
+                qPrintable(
+                    QStringLiteral("%1: video %2 x %3").arg(tab).arg(video.width()).arg(video.height())));
+            const int videoColours = distinctColours(shot, video);
+            QVERIFY2(videoColours > 200,
+                qPrintable(QStringLiteral("%1: %2 colours in the video").arg(tab).arg(videoColours)));
+        }
+    }
+}
+
+QTEST_MAIN(TestDemo)
+#include "tst_demo.moc"
