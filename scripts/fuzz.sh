@@ -19,14 +19,22 @@ cmake -S "$here" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPI
 targets=$(cd "$here/fuzz" && ls fuzz_*.cpp | sed 's/\.cpp$//')
 cmake --build "$build" -j "$(nproc)" --target $targets
 
+# Fuzzing runs with the fast unwinder and without leak checks (full unwinding
+# on every allocation would make it many times slower); then every input of
+# the corpus the run ended with is replayed once with leak checks, fully
+# unwound so that the narrow suppressions in fuzz/lsan.supp can match.
 for t in $targets; do
     name=${t#fuzz_}
     work="$build/corpus-$name"
     rm -rf "$work" && mkdir -p "$work"
     cp "$here/fuzz/corpus/$name/"* "$work/" 2>/dev/null || true
     echo "== $t for ${seconds}s"
-    LSAN_OPTIONS="suppressions=$here/fuzz/lsan.supp:print_suppressions=0" \
-        QT_QPA_PLATFORM=offscreen "$build/fuzz/$t" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 \
-        -print_final_stats=0 -artifact_prefix="$build/artifact-$name-" "$work" 2>&1 | tail -n 3
+    ASAN_OPTIONS="detect_leaks=0" QT_QPA_PLATFORM=offscreen \
+        "$build/fuzz/$t" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 \
+        -print_final_stats=0 -artifact_prefix="$build/artifact-$name-" "$work" 2>&1 | tail -n 2
+    echo "== $t: leak check over $(ls "$work" | wc -l) inputs"
+    ASAN_OPTIONS="detect_leaks=1:fast_unwind_on_malloc=0" \
+        LSAN_OPTIONS="suppressions=$here/fuzz/lsan.supp:print_suppressions=0" QT_QPA_PLATFORM=offscreen \
+        "$build/fuzz/$t" -runs=0 -timeout=10 -artifact_prefix="$build/artifact-$name-" "$work" 2>&1 | tail -n 1
 done
 echo "fuzz: all targets ran clean"

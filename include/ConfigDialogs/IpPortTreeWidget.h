@@ -105,6 +105,12 @@ public:
     /// not a number loads as 0. An empty `nodeId`, an identifier the node
     /// database does not know, or a null `property` disable the widget (until
     /// reset()) and change nothing else. Emits nothing.
+    /// The columns are then sized to their contents (the address column 20
+    /// pixels wider), once per run of update() calls: before the tree next
+    /// gets an event, before its model is changed by anything else, before any
+    /// other member function runs, and when the event loop next runs. Reading
+    /// columnWidth() right after update() without any of these in between
+    /// gives the width from before the run.
     void update(const ListProperty* property, QString nodeId);
     /// Do nothing.
     void update(const ListProperty* property);

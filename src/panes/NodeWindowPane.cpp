@@ -7,6 +7,7 @@
 #include <kq/Property.h>
 
 #include <QMouseEvent>
+#include <QPointer>
 #include <QRegion>
 
 #include <algorithm>
@@ -129,6 +130,21 @@ void NodeWindowPane::addWindow(kq::OnScreenRectControl* control, QMouseEvent* ev
     kq::connect(control, SIGNAL(deleted()), this, SIGNAL(frameChanged()));
 }
 
+namespace {
+    // The pane's windows, taken once for a loop over all of them: asking for
+    // window i alone builds the display's list anew, which made re-mapping
+    // every window cost windows x windows. A window the display deletes while
+    // the loop runs is skipped.
+    QList<QPointer<kq::OnScreenRectControl>> windowList(
+        const kq::OnScreenDisplay* osd, const NodeWindowPane* pane)
+    {
+        QList<QPointer<kq::OnScreenRectControl>> windows;
+        for (kq::OnScreenRectControl* control : osd->rect_controls(owner(pane)))
+            windows.append(control);
+        return windows;
+    }
+}
+
 int NodeWindowPane::count() const { return m_osd->rect_controls(owner(this)).size(); }
 
 kq::OnScreenRectControl* NodeWindowPane::childAt(int index) const
@@ -227,8 +243,9 @@ void NodeWindowPane::updateCoordinateSystem()
     if (!params.hasLensCorrection())
         return;
     m_deskewParams = params;
-    for (int i = count() - 1; i >= 0; --i) {
-        if (ApplicationRect* window = applicationRectAt(i))
+    const QList<QPointer<kq::OnScreenRectControl>> windows = windowList(m_osd, this);
+    for (int i = windows.size() - 1; i >= 0; --i) {
+        if (auto* window = dynamic_cast<ApplicationRect*>(windows.at(i).data()))
             window->updateGeometry(m_coordinateSystem, &m_deskewParams);
     }
 
@@ -254,9 +271,8 @@ void NodeWindowPane::resizeEvent(QResizeEvent* event)
 {
     kq::NodeWidget::resizeEvent(event);
     m_coordinateSystem->setScreenRect(rect());
-    const int n = count();
-    for (int i = 0; i < n; ++i) {
-        if (ApplicationRect* window = applicationRectAt(i))
+    for (const QPointer<kq::OnScreenRectControl>& control : windowList(m_osd, this)) {
+        if (auto* window = dynamic_cast<ApplicationRect*>(control.data()))
             window->updateGeometry(m_coordinateSystem, nullptr);
     }
 }

@@ -51,7 +51,10 @@ void setIndeterminate(QListWidgetItem* item)
 {
     if (!item)
         return;
-    item->setFlags(item->flags() | Qt::ItemIsAutoTristate);
+    // Flags are only set when they change: QListWidgetItem::setFlags
+    // announces a change even when there is none.
+    if (!item->flags().testFlag(Qt::ItemIsAutoTristate))
+        item->setFlags(item->flags() | Qt::ItemIsAutoTristate);
     item->setData(Qt::CheckStateRole, int(Qt::PartiallyChecked));
 }
 
@@ -72,7 +75,7 @@ void setIndeterminate(QComboBox* box)
     if (!box)
         return;
     // Any entry without raw value at the top already does the marker's job.
-    if (box->findData(IDETERMINATE_VALUE, Qt::UserRole) < 0) {
+    if (findData(box, IDETERMINATE_VALUE) < 0) {
         box->insertSeparator(0);
         box->insertItem(
             0, QIcon(), QCoreApplication::translate("Properties", "<Multiple Values>"), IDETERMINATE_VALUE);

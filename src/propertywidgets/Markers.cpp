@@ -149,8 +149,14 @@ bool isEnabled(const QListWidgetItem* item) { return item && item->flags().testF
 
 void setEnabled(QListWidgetItem* item, bool enable)
 {
-    if (item)
-        item->setFlags(enable ? item->flags() | Qt::ItemIsEnabled : item->flags() & ~Qt::ItemIsEnabled);
+    if (!item)
+        return;
+    const Qt::ItemFlags flags
+        = enable ? item->flags() | Qt::ItemIsEnabled : item->flags() & ~Qt::ItemIsEnabled;
+    // QListWidgetItem::setFlags announces a change even when there is none;
+    // merging many nodes would announce every entry once per node.
+    if (flags != item->flags())
+        item->setFlags(flags);
 }
 
 bool isEnabled(const QListWidget* list, int row) { return list && isEnabled(list->item(row)); }
@@ -171,13 +177,13 @@ void setEnabled(QComboBox* box, int index, bool enable)
 void setEnabled(QComboBox* box, double value, bool enable)
 {
     if (box)
-        setEnabled(box, box->findData(value, Qt::UserRole), enable);
+        setEnabled(box, findData(box, value), enable);
 }
 
 void setEnabled(QComboBox* box, const QString& value, bool enable)
 {
     if (box)
-        setEnabled(box, box->findData(value, Qt::UserRole), enable);
+        setEnabled(box, findData(box, value), enable);
 }
 
 bool isEnabled(const QComboBox* box, int index)
@@ -188,7 +194,7 @@ bool isEnabled(const QComboBox* box, int index)
 
 bool isEnabled(const QComboBox* box, const QString& value)
 {
-    return box && isEnabled(box, box->findData(value, Qt::UserRole));
+    return box && isEnabled(box, findData(box, value));
 }
 
 void markEnabled(QListWidget* list, const QVector<QString>& enabled)

@@ -8,6 +8,7 @@
 #include <QFont>
 #include <QListWidget>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QVariant>
 #include <QVector>
@@ -68,13 +69,43 @@ auto offeredProperty(const ConstNodeConfigSessionHandle& session, Id id) -> decl
     return propertyOf(session, id);
 }
 
+// Whether a vector holds a value, answered as QVector::contains (for strings:
+// indexOf() >= 0) would answer; string vectors are put into a hash set once,
+// so that each question costs a lookup instead of a scan.
+template <class T> class Membership {
+public:
+    explicit Membership(const QVector<T>& values)
+        : m_values(values)
+    {
+    }
+    bool contains(const T& value) const { return m_values.contains(value); }
+
+private:
+    const QVector<T>& m_values;
+};
+template <> class Membership<QString> {
+public:
+    explicit Membership(const QVector<QString>& values)
+        : m_values(values.cbegin(), values.cend())
+    {
+    }
+    bool contains(const QString& value) const { return m_values.contains(value); }
+
+private:
+    QSet<QString> m_values;
+};
+
+// The raw value of the list's item in that row, as propertyValue() reads it,
+// taken from the list's value index.
+QString rawValueAt(const QListWidget* list, int row);
+
 // Calls f(item, rawValue) for every item of the list except the one whose raw
 // value is "AE", which the event functions never touch.
 template <class F> void forEachItemExceptAE(QListWidget* list, F f)
 {
     for (int row = 0; row < list->count(); ++row) {
         QListWidgetItem* item = list->item(row);
-        const QString value = propertyValue(item);
+        const QString value = rawValueAt(list, row);
         if (value != QLatin1String("AE"))
             f(item, value);
     }
@@ -90,6 +121,10 @@ bool isBold(const QFont& font);
 
 // Position of the first element equal to value (exact, case-sensitive), or -1.
 int indexOf(const QVector<QString>& values, const QString& value);
+// The entry whose raw value (Qt::UserRole) equals raw by QVariant equality:
+// the answer of QComboBox::findData(raw, Qt::UserRole), found through the
+// box's value index when raw is a string. -1 for none or a null box.
+int findData(const QComboBox* box, const QVariant& raw);
 // Index of the entry whose numeric raw value is nearest to value, distances
 // truncated to whole units, the first entry winning a tie; -1 when no entry
 // holds a number.

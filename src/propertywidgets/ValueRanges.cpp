@@ -1,6 +1,7 @@
 // Value ranges of combo boxes and list widgets, display translation, and the
 // preparation of spin boxes and radio buttons.
 #include "propertywidgets/PropertyWidgets_p.h"
+#include "propertywidgets/RowIndex_p.h"
 
 #include <QComboBox>
 #include <QCoreApplication>
@@ -8,6 +9,7 @@
 #include <QIcon>
 #include <QListWidget>
 #include <QRadioButton>
+#include <QSet>
 #include <QSize>
 #include <QSpinBox>
 
@@ -41,27 +43,68 @@ namespace {
         if (!box)
             return;
         for (const T& value : values) {
-            if (box->findData(rawValue(value), Qt::UserRole) >= 0)
+            if (findData(box, rawValue(value)) >= 0)
                 enableEntry(box, value);
             else
                 addValue(box, value, true);
         }
     }
 
+    // The entry's raw value as T; string entries come from the box's index.
+    template <class T> void readEntry(QComboBox* box, RowIndex*, int i, T& value)
+    {
+        readRaw(box->itemData(i, Qt::UserRole), value);
+    }
+    void readEntry(QComboBox* box, RowIndex* index, int i, QString& value)
+    {
+        if (index && index->keyed(i))
+            value = index->key(i);
+        else
+            readRaw(box->itemData(i, Qt::UserRole), value);
+    }
+
+    // findData for a string through the box's index: entries holding a
+    // string compare as strings; any other entry by QVariant equality, which
+    // also matches a text like "5" with the number 5 (an entry holding
+    // nothing never equals a string).
+    int findString(const QComboBox* box, RowIndex* index, const QString& value)
+    {
+        const int candidate = index->first(value);
+        for (int row : index->foreignRows()) {
+            if (candidate >= 0 && row > candidate)
+                break;
+            if (!index->holdsNothing(row) && box->itemData(row, Qt::UserRole) == QVariant(value))
+                return row;
+        }
+        return candidate;
+    }
+
+    // Whether the box has an entry for the value, as findData answers.
+    template <class T> bool hasEntry(QComboBox* box, RowIndex*, const T& value)
+    {
+        return findData(box, rawValue(value)) >= 0;
+    }
+    bool hasEntry(QComboBox* box, RowIndex* index, const QString& value)
+    {
+        return (index ? findString(box, index, value) : findData(box, value)) >= 0;
+    }
+
     template <class T> void mergeComboRange(QComboBox* box, const QVector<T>& values)
     {
         if (!box)
             return;
+        RowIndex* const index = RowIndex::of(box);
+        const Membership<T> offered(values);
         // The marker entry and the separator below it hold no node's value.
         const int start = box->count() >= 2 && isIndeterminate(box->itemData(0, Qt::UserRole)) ? 2 : 0;
         for (int i = start; i < box->count(); ++i) {
             T value;
-            readRaw(box->itemData(i, Qt::UserRole), value);
-            if (!values.contains(value))
+            readEntry(box, index, i, value);
+            if (!offered.contains(value))
                 setEnabled(box, i, false);
         }
         for (const T& value : values) {
-            if (box->findData(rawValue(value), Qt::UserRole) < 0)
+            if (!hasEntry(box, index, value))
                 addValue(box, value, false);
         }
     }
@@ -86,16 +129,22 @@ namespace {
 
 int indexOf(const QVector<QString>& values, const QString& value) { return values.indexOf(value); }
 
+int findData(const QComboBox* box, const QVariant& raw)
+{
+    if (!box)
+        return -1;
+    RowIndex* const index = raw.userType() == QMetaType::QString ? RowIndex::of(box) : nullptr;
+    return index ? findString(box, index, raw.toString()) : box->findData(raw, Qt::UserRole);
+}
+
+QString rawValueAt(const QListWidget* list, int row) { return RowIndex::of(list)->key(row); }
+
 QListWidgetItem* findItem(const QListWidget* list, const QString& value)
 {
     if (!list)
         return nullptr;
-    for (int row = 0; row < list->count(); ++row) {
-        QListWidgetItem* item = list->item(row);
-        if (propertyValue(item) == value)
-            return item;
-    }
-    return nullptr;
+    const int row = RowIndex::of(list)->first(value);
+    return row < 0 ? nullptr : list->item(row);
 }
 
 QListWidgetItem* findItem(QListWidget* list, const QString& value)
@@ -205,8 +254,9 @@ void mergeValueRange(QListWidget* list, const QVector<QString>& values)
 {
     if (!list)
         return;
+    const Membership<QString> offered(values);
     forEachItemExceptAE(list, [&](QListWidgetItem* item, const QString& value) {
-        if (indexOf(values, value) < 0) {
+        if (!offered.contains(value)) {
             setEnabled(item, false);
             hide(item);
         }

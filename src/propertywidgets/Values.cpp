@@ -4,6 +4,7 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QHash>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QRadioButton>
@@ -24,7 +25,7 @@ namespace {
 
     int selectRaw(QComboBox* box, const QVariant& raw)
     {
-        return box ? selectEnabled(box, box->findData(raw, Qt::UserRole)) : -1;
+        return box ? selectEnabled(box, findData(box, raw)) : -1;
     }
 
     // A write-back needs a property, and a widget that is enabled and shows
@@ -162,10 +163,9 @@ void setPropertyValue(QListWidget* list, const QVector<QString>& selected)
 {
     if (!list)
         return;
-    for (int row = 0; row < list->count(); ++row) {
-        QListWidgetItem* item = list->item(row);
-        item->setCheckState(indexOf(selected, propertyValue(item)) >= 0 ? Qt::Checked : Qt::Unchecked);
-    }
+    const Membership<QString> chosen(selected);
+    for (int row = 0; row < list->count(); ++row)
+        list->item(row)->setCheckState(chosen.contains(rawValueAt(list, row)) ? Qt::Checked : Qt::Unchecked);
 }
 
 void setPropertyValue(QListWidget* list, const kq::TMultiOptions<QString>& option)
@@ -183,9 +183,10 @@ void mergePropertyValue(QListWidget* list, const QVector<QString>& selected)
 {
     if (!list)
         return;
+    const Membership<QString> chosen(selected);
     for (int row = 0; row < list->count(); ++row) {
         QListWidgetItem* item = list->item(row);
-        const int state = indexOf(selected, propertyValue(item)) >= 0 ? Qt::Checked : Qt::Unchecked;
+        const int state = chosen.contains(rawValueAt(list, row)) ? Qt::Checked : Qt::Unchecked;
         if (item->data(Qt::CheckStateRole).toInt() != state)
             setIndeterminate(item);
     }
@@ -298,23 +299,38 @@ void setProperty(kq::TMultiOptions<QString>& option, const QListWidget* list)
     if (!list || !list->isEnabled())
         return;
     // Values the list cannot show (disabled, indeterminate, "AE") keep the
-    // membership they had.
+    // membership they had. A checked value not yet selected is appended; an
+    // unchecked one loses its first selected occurrence.
     QVector<QString> selected = option.getSelectedValues();
+    QVector<bool> removed(selected.size(), false);
+    // Where each value is still selected, first occurrence first.
+    QHash<QString, QList<int>> positions;
+    for (int i = 0; i < selected.size(); ++i)
+        positions[selected.at(i)].append(i);
     for (int row = 0; row < list->count(); ++row) {
         const QListWidgetItem* item = list->item(row);
         if (!isEnabled(item) || isIndeterminate(item))
             continue;
-        const QString value = propertyValue(item);
+        const QString value = rawValueAt(list, row);
         if (value == QLatin1String("AE"))
             continue;
         const int state = item->data(Qt::CheckStateRole).toInt();
-        const int position = indexOf(selected, value);
-        if (state == Qt::Checked && position < 0)
+        QList<int>& at = positions[value];
+        if (state == Qt::Checked && at.isEmpty()) {
+            at.append(selected.size());
             selected.append(value);
-        else if (state == Qt::Unchecked && position >= 0)
-            selected.remove(position);
+            removed.append(false);
+        } else if (state == Qt::Unchecked && !at.isEmpty()) {
+            removed[at.takeFirst()] = true;
+        }
     }
-    option.setSelectedValues(selected);
+    QVector<QString> kept;
+    kept.reserve(selected.size());
+    for (int i = 0; i < selected.size(); ++i) {
+        if (!removed.at(i))
+            kept.append(selected.at(i));
+    }
+    option.setSelectedValues(kept);
 }
 
 void setProperty(kq::StringMultiOptionsProperty* property, const QListWidget* list)

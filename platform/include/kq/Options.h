@@ -8,6 +8,7 @@
 #include <kq/Log.h>
 #include <kq/kqplatform_export.h>
 
+#include <QHash>
 #include <QString>
 #include <QVector>
 
@@ -131,21 +132,21 @@ public:
     // Replaces the selection; values the list does not hold are appended.
     void setSelectedValues(const QVector<T>& wanted)
     {
+        // The first position of each value, so that each wanted value costs a
+        // lookup instead of a scan (the answers are those of a scan from 0).
+        QHash<T, int> first;
+        first.reserve(values.size());
+        for (int i = values.size() - 1; i >= 0; --i)
+            first.insert(values.at(i), i);
         QVector<int> indices;
         indices.reserve(wanted.size());
         for (const T& w : wanted) {
-            int found = -1;
-            for (int i = 0; i < values.size(); ++i) {
-                if (values.at(i) == w) {
-                    found = i;
-                    break;
-                }
-            }
-            if (found < 0) {
-                found = values.size();
+            auto it = first.constFind(w);
+            if (it == first.cend()) {
+                it = first.insert(w, values.size());
                 values.append(w);
             }
-            indices.append(found);
+            indices.append(*it);
         }
         selectedIndices = indices;
     }

@@ -1,0 +1,211 @@
+#include "propertywidgets/RowIndex_p.h"
+
+#include <QComboBox>
+#include <QListWidget>
+
+#include <algorithm>
+
+namespace kq {
+
+namespace {
+    const char* const k_indexName = "kq-row-index";
+
+    // Owner -> its index. The index is also the owner's child (named
+    // k_indexName), so it dies with the owner and leaves this table then;
+    // the table only spares the search through the owner's children.
+    QHash<const QObject*, RowIndex*>& registry()
+    {
+        static QHash<const QObject*, RowIndex*> indexes;
+        return indexes;
+    }
+}
+
+RowIndex* RowIndex::find(QObject* owner, QAbstractItemModel* model)
+{
+    RowIndex* index = registry().value(owner);
+    // The owner has been given another model since: start afresh.
+    if (index && index->m_model != model) {
+        delete index;
+        index = nullptr;
+    }
+    return index;
+}
+
+RowIndex::~RowIndex() { registry().remove(m_owner); }
+
+RowIndex* RowIndex::of(const QListWidget* list)
+{
+    if (!list)
+        return nullptr;
+    auto* owner = const_cast<QListWidget*>(list);
+    if (RowIndex* index = find(owner, list->model()))
+        return index;
+    return new RowIndex(owner, list->model(), Kind::Text);
+}
+
+RowIndex* RowIndex::of(const QComboBox* box)
+{
+    if (!box || box->modelColumn() != 0 || box->rootModelIndex().isValid())
+        return nullptr;
+    auto* owner = const_cast<QComboBox*>(box);
+    if (RowIndex* index = find(owner, box->model()))
+        return index;
+    return new RowIndex(owner, box->model(), Kind::String);
+}
+
+RowIndex::RowIndex(QObject* owner, QAbstractItemModel* model, Kind kind)
+    : QObject(owner)
+    , m_owner(owner)
+    , m_model(model)
+    , m_kind(kind)
+{
+    setObjectName(QLatin1String(k_indexName));
+    registry().insert(owner, this);
+    if (!model)
+        return;
+    connect(model, &QAbstractItemModel::rowsInserted, this, &RowIndex::onRowsInserted);
+    connect(model, &QAbstractItemModel::dataChanged, this, &RowIndex::onDataChanged);
+    connect(model, &QAbstractItemModel::rowsRemoved, this, &RowIndex::markStale);
+    connect(model, &QAbstractItemModel::rowsMoved, this, &RowIndex::markStale);
+    connect(model, &QAbstractItemModel::columnsInserted, this, &RowIndex::markStale);
+    connect(model, &QAbstractItemModel::columnsRemoved, this, &RowIndex::markStale);
+    connect(model, &QAbstractItemModel::columnsMoved, this, &RowIndex::markStale);
+    connect(model, &QAbstractItemModel::modelReset, this, &RowIndex::markStale);
+    connect(model, &QAbstractItemModel::layoutChanged, this, &RowIndex::markStale);
+}
+
+RowIndex::Row RowIndex::read(int row) const
+{
+    Row entry;
+    const QVariant data = m_model->data(m_model->index(row, 0), Qt::UserRole);
+    if (m_kind == Kind::Text) {
+        entry.key = data.toString();
+        entry.keyed = true;
+    } else if (data.userType() == QMetaType::QString) {
+        entry.key = data.toString();
+        entry.keyed = true;
+    } else {
+        entry.invalid = !data.isValid();
+    }
+    return entry;
+}
+
+void RowIndex::add(int row, const Row& entry)
+{
+    if (!entry.keyed) {
+        m_foreign.insert(row);
+        return;
+    }
+    QVector<int>& rows = m_rowsOf[entry.key];
+    rows.insert(std::lower_bound(rows.begin(), rows.end(), row), row);
+}
+
+void RowIndex::remove(int row, const Row& entry)
+{
+    if (!entry.keyed) {
+        m_foreign.erase(row);
+        return;
+    }
+    const auto it = m_rowsOf.find(entry.key);
+    if (it == m_rowsOf.end())
+        return;
+    it->removeOne(row);
+    if (it->isEmpty())
+        m_rowsOf.erase(it);
+}
+
+void RowIndex::rebuild()
+{
+    m_rows.clear();
+    m_rowsOf.clear();
+    m_foreign.clear();
+    const int count = m_model ? m_model->rowCount() : 0;
+    m_rows.reserve(count);
+    for (int row = 0; row < count; ++row) {
+        m_rows.append(read(row));
+        add(row, m_rows.last());
+    }
+    m_stale = false;
+}
+
+void RowIndex::refresh()
+{
+    // A model that changed behind the signals (or lost rows at the end
+    // without telling) is caught by its row count at least.
+    if (m_stale || !m_model || m_model->rowCount() != m_rows.size())
+        rebuild();
+}
+
+void RowIndex::onRowsInserted(const QModelIndex& parent, int first, int last)
+{
+    if (parent.isValid())
+        return;
+    // Rows appended at the end keep every earlier row's position.
+    if (m_stale || first != m_rows.size()) {
+        m_stale = true;
+        return;
+    }
+    for (int row = first; row <= last; ++row) {
+        m_rows.append(read(row));
+        add(row, m_rows.last());
+    }
+}
+
+void RowIndex::onDataChanged(
+    const QModelIndex& topLeft, const QModelIndex& bottomRight, const QVector<int>& roles)
+{
+    if (m_stale || topLeft.parent().isValid() || topLeft.column() > 0)
+        return;
+    if (!roles.isEmpty() && !roles.contains(Qt::UserRole))
+        return;
+    const int last = qMin(bottomRight.row(), m_rows.size() - 1);
+    for (int row = qMax(0, topLeft.row()); row <= last; ++row) {
+        const Row entry = read(row);
+        Row& old = m_rows[row];
+        if (entry.keyed == old.keyed && entry.key == old.key && entry.invalid == old.invalid)
+            continue;
+        remove(row, old);
+        old = entry;
+        add(row, old);
+    }
+}
+
+int RowIndex::first(const QString& key)
+{
+    refresh();
+    const auto it = m_rowsOf.constFind(key);
+    return it == m_rowsOf.cend() ? -1 : it->first();
+}
+
+bool RowIndex::holdsNothing(int row)
+{
+    refresh();
+    return row >= 0 && row < m_rows.size() && m_rows.at(row).invalid;
+}
+
+bool RowIndex::keyed(int row)
+{
+    refresh();
+    return row >= 0 && row < m_rows.size() && m_rows.at(row).keyed;
+}
+
+const QString& RowIndex::key(int row)
+{
+    refresh();
+    static const QString none;
+    return row >= 0 && row < m_rows.size() ? m_rows.at(row).key : none;
+}
+
+const std::set<int>& RowIndex::foreignRows()
+{
+    refresh();
+    return m_foreign;
+}
+
+int RowIndex::rowCount()
+{
+    refresh();
+    return m_rows.size();
+}
+
+} // namespace kq

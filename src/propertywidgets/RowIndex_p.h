@@ -1,0 +1,93 @@
+// Where each raw value first occurs in a list widget or combo box, kept in
+// step with the widget's item model, so that looking an entry up by value
+// costs a hash lookup instead of a scan over every entry.
+#pragma once
+
+#include <QAbstractItemModel>
+#include <QHash>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QVector>
+
+#include <set>
+
+class QComboBox;
+class QListWidget;
+
+namespace kq {
+
+// The index is a child object of the widget (found again by its object name)
+// and follows the model through its change signals: rows appended or data
+// changed are taken in as they come; any other structural change (rows
+// inserted elsewhere, removed or moved, a reset, a new sort order) marks the
+// index stale, and the next lookup rebuilds it from the model. Answers are
+// therefore always those of a scan from the first row; only the cost
+// differs. A model whose signals are blocked cannot be followed: callers must
+// not block the signals of the widget's model (the widget's own view would
+// go stale as well).
+class RowIndex : public QObject {
+    Q_OBJECT
+public:
+    // What a row's key is.
+    enum class Kind {
+        // Qt::UserRole data converted to a string, for every row (list
+        // widgets: items keep their raw value as a string).
+        Text,
+        // Qt::UserRole data of rows whose data is a QString; rows holding
+        // anything else (numbers, the invalid marker value, nothing) are
+        // "foreign" and compared one by one by the caller (combo boxes:
+        // QVariant equality also matches a text like "5" with the number 5).
+        String,
+    };
+
+    // The list's index (created on first use).
+    static RowIndex* of(const QListWidget* list);
+    // The box's index for string lookups, or null when the box shows a
+    // sub-tree or another column of its model, where callers scan.
+    static RowIndex* of(const QComboBox* box);
+
+    // The first row whose key equals `key`, or -1.
+    int first(const QString& key);
+    // Whether the row has a key, and the key (empty for a foreign row).
+    bool keyed(int row);
+    const QString& key(int row);
+    // Whether a foreign row holds no data at all (an invalid QVariant, as the
+    // "<Multiple Values>" entry and separators do).
+    bool holdsNothing(int row);
+    // Rows without a key, in ascending order.
+    const std::set<int>& foreignRows();
+    int rowCount();
+
+    ~RowIndex() override;
+
+private:
+    RowIndex(QObject* owner, QAbstractItemModel* model, Kind kind);
+    static RowIndex* find(QObject* owner, QAbstractItemModel* model);
+
+    struct Row {
+        QString key;
+        bool keyed = false;
+        bool invalid = false;
+    };
+
+    Row read(int row) const;
+    void add(int row, const Row& entry);
+    void remove(int row, const Row& entry);
+    void refresh();
+    void rebuild();
+    void markStale() { m_stale = true; }
+
+    void onRowsInserted(const QModelIndex& parent, int first, int last);
+    void onDataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight, const QVector<int>& roles);
+
+    const QObject* m_owner;
+    QPointer<QAbstractItemModel> m_model;
+    Kind m_kind;
+    bool m_stale = true;
+    QVector<Row> m_rows;
+    QHash<QString, QVector<int>> m_rowsOf; // ascending rows per key
+    std::set<int> m_foreign;
+};
+
+} // namespace kq
