@@ -496,9 +496,9 @@ QStringList IpPortTreeWidget::splitIpPort(QString& entry)
     QStringList parts;
     int start = 0;
     for (int i = 0; i < entry.size();) {
-        const int separator = entry.at(i) == QLatin1Char(':') ? 1
-            : QStringView(entry).mid(i, 3) == QLatin1String("%3A")      ? 3
-                                                              : 0;
+        const int separator = entry.at(i) == QLatin1Char(':')      ? 1
+            : QStringView(entry).mid(i, 3) == QLatin1String("%3A") ? 3
+                                                                   : 0;
         if (separator == 0) {
             ++i;
             continue;
