@@ -1,11 +1,15 @@
 #!/usr/bin/env bash
-# Installs the Debian 12 packages the build, the tests and the demo need.
+# Installs the Debian 12 packages the build (Qt 5 and Qt 6), the tests, the
+# API documentation and the demo need.
 # Quiet and quick when they are already there; needs root (or sudo) otherwise.
 set -euo pipefail
 
+# libqt6opengl6-dev: Qt 6's UiTools CMake package (the Designer plugin's form
+# loading test) requires the OpenGL one.
 packages=(
-    build-essential cmake pkg-config binutils
+    build-essential cmake pkg-config binutils doxygen
     qtbase5-dev qttools5-dev qttools5-dev-tools
+    qt6-base-dev qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools libqt6opengl6-dev libgl-dev
     xvfb xauth
 )
 

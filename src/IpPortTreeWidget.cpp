@@ -13,8 +13,8 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QPixmap>
-#include <QRegExp>
-#include <QRegExpValidator>
+#include <QRegularExpression>
+#include <QRegularExpressionValidator>
 #include <QTreeWidgetItemIterator>
 
 #include <algorithm>
@@ -35,14 +35,16 @@ namespace {
 
     // Four dot-separated decimal octets 0..255, leading zeros allowed up to
     // three digits. The editor's validator and the check after an edit both
-    // use this one pattern. QRegExp and QRegExpValidator are Qt 5 only: a
-    // Qt 6 build swaps them for QRegularExpression and
-    // QRegularExpressionValidator here.
-    QRegExp ipv4Pattern()
+    // use this one pattern. QRegularExpression rather than QRegExp, which
+    // Qt 6 keeps only in its compatibility module without a validator: the
+    // leftmost match starts at the same place, and the validator anchors the
+    // pattern itself and gives the same states for partial input.
+    const QRegularExpression& ipv4Pattern()
     {
-        return QRegExp(QStringLiteral("(([01]?[0-9]?[0-9]|2[0-4][0-9]|25[0-5])\\.){3}"
-                                      "([01]?[0-9]?[0-9]|2[0-4][0-9]|25[0-5])"),
-            Qt::CaseSensitive, QRegExp::RegExp);
+        static const QRegularExpression pattern(
+            QStringLiteral("(([01]?[0-9]?[0-9]|2[0-4][0-9]|25[0-5])\\.){3}"
+                           "([01]?[0-9]?[0-9]|2[0-4][0-9]|25[0-5])"));
+        return pattern;
     }
 
     // The editor lets the user type 1..65536; the check after an edit keeps
@@ -460,7 +462,7 @@ QWidget* myStyledItemDelegate::createEditor(
     if (!lineEdit)
         return editor;
     if (index.column() == kAddressColumn)
-        lineEdit->setValidator(new QRegExpValidator(ipv4Pattern(), lineEdit));
+        lineEdit->setValidator(new QRegularExpressionValidator(ipv4Pattern(), lineEdit));
     else if (index.column() == kPortColumn)
         lineEdit->setValidator(new QIntValidator(kEditorPortMin, kEditorPortMax, lineEdit));
     return editor;
@@ -494,9 +496,9 @@ QStringList IpPortTreeWidget::splitIpPort(QString& entry)
     QStringList parts;
     int start = 0;
     for (int i = 0; i < entry.size();) {
-        const int separator = entry.at(i) == QLatin1Char(':') ? 1
-            : entry.midRef(i, 3) == QLatin1String("%3A")      ? 3
-                                                              : 0;
+        const int separator = entry.at(i) == QLatin1Char(':')      ? 1
+            : QStringView(entry).mid(i, 3) == QLatin1String("%3A") ? 3
+                                                                   : 0;
         if (separator == 0) {
             ++i;
             continue;
@@ -632,9 +634,8 @@ void IpPortTreeWidget::wigdetItemChanged(QTreeWidgetItem* item, int)
         return;
 
     const QString address = item->text(kAddressColumn);
-    QRegExp pattern = ipv4Pattern();
     // Only where the match starts counts; text after it is not looked at.
-    if (address.indexOf(pattern, 0) != 0) {
+    if (address.indexOf(ipv4Pattern(), 0) != 0) {
         // The box has no button but Ok, so whatever it answers the edit stops
         // here uncommitted.
         warn(this, tr("You did not enter a valid IPv4 address."));

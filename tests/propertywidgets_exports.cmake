@@ -2,7 +2,7 @@
 # visibility of the property-widget functions: the helpers that the unit keeps
 # to itself must not be exported, and the functions dialogs call must be.
 #
-#   cmake -DNM=<nm> -DLIBRARY=<libConfigDialogs.so> -P propertywidgets_exports.cmake
+#   cmake -DNM=<nm> -DLIBRARY=<libConfigDialogs.so> [-DQT_MAJOR_VERSION=6] -P propertywidgets_exports.cmake
 #
 # Symbols are compared by their demangled signature with all blanks removed,
 # so "QComboBox const*" and "QComboBoxconst*" are the same.
@@ -140,6 +140,15 @@ foreach(line IN LISTS nm_lines)
 endforeach()
 list(LENGTH functions function_count)
 
+# A wanted signature as the symbol table spells it: no blanks, and since
+# Qt 6, where QVector<T> is another name for QList<T>, QList.
+macro(normalize var)
+    string(REGEX REPLACE "[ \t]" "" ${var} "${${var}}")
+    if(QT_MAJOR_VERSION GREATER_EQUAL 6)
+        string(REPLACE "QVector<" "QList<" ${var} "${${var}}")
+    endif()
+endmacro()
+
 set(problems)
 foreach(name IN LISTS internal_names)
     foreach(signature IN LISTS functions)
@@ -150,13 +159,13 @@ foreach(name IN LISTS internal_names)
     endforeach()
 endforeach()
 foreach(wanted IN LISTS internal_signatures)
-    string(REGEX REPLACE "[ \t]" "" wanted "${wanted}")
+    normalize(wanted)
     if(wanted IN_LIST functions)
         list(APPEND problems "exported but internal: ${wanted}")
     endif()
 endforeach()
 foreach(wanted IN LISTS exported_signatures)
-    string(REGEX REPLACE "[ \t]" "" wanted "${wanted}")
+    normalize(wanted)
     if(NOT wanted IN_LIST functions)
         list(APPEND problems "not exported: ${wanted}")
     endif()

@@ -128,7 +128,7 @@ QListWidgetItem* addItem(QListWidget* list, const QString& value, Qt::CheckState
 
 QFont itemFont(const QListWidgetItem* item) { return item->data(Qt::FontRole).value<QFont>(); }
 
-void setItemWeight(QListWidgetItem* item, int weight, QFont::Style style = QFont::StyleNormal)
+void setItemWeight(QListWidgetItem* item, QFont::Weight weight, QFont::Style style = QFont::StyleNormal)
 {
     QFont font = itemFont(item);
     font.setWeight(weight);
@@ -2067,7 +2067,7 @@ void TestPropertyWidgetsValues::eventListToolTips()
     QListWidget list;
     QListWidgetItem* item = addItem(&list, QStringLiteral("motion"), Qt::CheckState(state));
     item->setData(Qt::ToolTipRole, QStringLiteral("old"));
-    setItemWeight(item, weight);
+    setItemWeight(item, QFont::Weight(weight));
     kq::setListToolTip(&list);
     QCOMPARE(item->data(Qt::ToolTipRole).toString(), toolTip);
 }
@@ -2120,7 +2120,7 @@ void TestPropertyWidgetsValues::eventAeItemUntouched()
     QListWidgetItem* ae = kq::findItem(&list, QStringLiteral("AE"));
     QVERIFY(ae);
     ae->setData(Qt::ToolTipRole, QStringLiteral("ae tip"));
-    setItemWeight(ae, int(QFont::Bold));
+    setItemWeight(ae, QFont::Bold);
     const Qt::ItemFlags flags = ae->flags();
     const QFont font = itemFont(ae);
     const int state = checkState(ae);
@@ -2140,7 +2140,7 @@ void TestPropertyWidgetsValues::markEnabledEventsNeverFilled()
 {
     QListWidget list;
     QListWidgetItem* item = addItem(&list, QStringLiteral("motion"), Qt::Checked);
-    setItemWeight(item, int(QFont::Bold));
+    setItemWeight(item, QFont::Bold);
     QVector<QString> none;
     kq::markEnabledEvents(&list, none);
     QCOMPARE(checkState(item), int(Qt::Checked));
@@ -2176,7 +2176,7 @@ void TestPropertyWidgetsValues::markEnabledEventsMissing()
     QListWidget list;
     list.setProperty("initialized", true);
     QListWidgetItem* item = addItem(&list, QStringLiteral("motion"), Qt::CheckState(state), enabled);
-    setItemWeight(item, int(QFont::Bold));
+    setItemWeight(item, QFont::Bold);
     QListWidgetItem* other = addItem(&list, QStringLiteral("audio"), Qt::Checked);
 
     QVector<QString> enabledEvents = strings(QStringLiteral("audio"));
@@ -2206,7 +2206,7 @@ void TestPropertyWidgetsValues::markEnabledEventsPresent()
     QListWidget list;
     list.setProperty("initialized", true);
     QListWidgetItem* item = addItem(&list, QStringLiteral("motion"), Qt::CheckState(state));
-    setItemWeight(item, int(QFont::Normal));
+    setItemWeight(item, QFont::Normal);
     QVector<QString> enabledEvents = strings(QStringLiteral("motion"));
     kq::markEnabledEvents(&list, enabledEvents);
     QCOMPARE(itemFont(item).weight(), weightAfter);

@@ -72,11 +72,18 @@ MainWindow::MainWindow(const CameraDocument& document, QWidget* parent)
     splitter->setContentsMargins(6, 6, 6, 0);
     setCentralWidget(splitter);
 
+    // QMenu::addAction(text, receiver, slot, shortcut) is deprecated in Qt 6;
+    // an action connected by hand builds the same menu with Qt 5 and Qt 6.
+    const auto addItem = [this](QMenu* menu, const QString& text, auto slot, QKeySequence::StandardKey key) {
+        QAction* action = menu->addAction(text);
+        action->setShortcut(key);
+        connect(action, &QAction::triggered, this, slot);
+    };
     QMenu* file = menuBar()->addMenu(tr("&File"));
-    file->addAction(tr("&Open..."), this, &MainWindow::open, QKeySequence::Open);
-    file->addAction(tr("&Save"), this, &MainWindow::save, QKeySequence::Save);
+    addItem(file, tr("&Open..."), &MainWindow::open, QKeySequence::Open);
+    addItem(file, tr("&Save"), &MainWindow::save, QKeySequence::Save);
     file->addSeparator();
-    file->addAction(tr("&Quit"), this, &QWidget::close, QKeySequence::Quit);
+    addItem(file, tr("&Quit"), &QWidget::close, QKeySequence::Quit);
 
     m_source = new QLabel;
     m_source->setObjectName(QStringLiteral("source"));

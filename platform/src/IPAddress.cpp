@@ -18,11 +18,11 @@ namespace {
     // would make "010.0.0.1" mean 8.0.0.1.
     bool parseDottedQuad(const QString& text, std::array<unsigned char, 16>* bytes)
     {
-        const QVector<QStringRef> parts = text.splitRef(QLatin1Char('.'), Qt::KeepEmptyParts);
+        const QStringList parts = text.split(QLatin1Char('.'), Qt::KeepEmptyParts);
         if (parts.size() != 4)
             return false;
         for (int i = 0; i < 4; ++i) {
-            const QStringRef& part = parts.at(i);
+            const QString& part = parts.at(i);
             if (part.isEmpty() || part.size() > 3)
                 return false;
             int value = 0;

@@ -17,6 +17,15 @@ namespace {
         return std::abs(a.x() - b.x()) <= reach && std::abs(a.y() - b.y()) <= reach;
     }
 
+    // The rectangle whose opposite corners are a and b, both inside it,
+    // whichever way round they are. QRect::normalized() does not do this the
+    // same way everywhere: Qt 6 moves swapped edges inwards by one pixel.
+    QRect spanning(const QPoint& a, const QPoint& b)
+    {
+        return QRect(
+            QPoint(qMin(a.x(), b.x()), qMin(a.y(), b.y())), QPoint(qMax(a.x(), b.x()), qMax(a.y(), b.y())));
+    }
+
     QColor opaque(QColor c)
     {
         c.setAlpha(255);
@@ -442,7 +451,7 @@ bool OnScreenRectControl::drawPress(const QPoint& pos) { return drawRelease(pos)
 
 void OnScreenRectControl::drawMove(const QPoint& pos)
 {
-    OnScreenRect::setRect(QRect(m_anchor, boundedPoint(pos)).normalized());
+    OnScreenRect::setRect(spanning(m_anchor, boundedPoint(pos)));
 }
 
 bool OnScreenRectControl::drawRelease(const QPoint& pos)
@@ -647,7 +656,7 @@ void OnScreenPolygonControl::drawMove(const QPoint& pos)
     if (polygonFlags().testFlag(ClickToDraw)) {
         m_cursor = p;
     } else {
-        const QRect r = QRect(m_anchor, p).normalized();
+        const QRect r = spanning(m_anchor, p);
         m_polygon = QPolygon() << r.topLeft() << r.topRight() << r.bottomRight() << r.bottomLeft();
         OnScreenRect::setRect(r);
     }
