@@ -18,7 +18,6 @@
 #include <QTreeWidgetItemIterator>
 
 #include <algorithm>
-#include <limits>
 #include <set>
 
 namespace kqgui {
