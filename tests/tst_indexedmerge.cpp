@@ -310,18 +310,20 @@ void disturbCombos(QRandomGenerator& random, QComboBox& a, QComboBox& b)
     }
 }
 
+void addSeeds(std::initializer_list<quint32> seeds)
+{
+    QTest::addColumn<quint32>("seed");
+    for (quint32 seed : seeds)
+        QTest::addRow("seed %u", seed) << seed;
+}
+
 } // namespace
 
 class TestIndexedMerge : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void listMergesAnswerAsScans_data()
-    {
-        QTest::addColumn<quint32>("seed");
-        for (quint32 seed : { 1u, 2u, 3u, 17u, 4242u })
-            QTest::addRow("seed %u", seed) << seed;
-    }
+    void listMergesAnswerAsScans_data() { addSeeds({ 1u, 2u, 3u, 17u, 4242u }); }
 
     void listMergesAnswerAsScans()
     {
@@ -422,12 +424,7 @@ private Q_SLOTS:
         QCOMPARE(option.selectedIndices, QVector<int>({ 0, 1 }));
     }
 
-    void comboMergeAnswersAsScan_data()
-    {
-        QTest::addColumn<quint32>("seed");
-        for (quint32 seed : { 5u, 6u, 7u, 99u, 31337u })
-            QTest::addRow("seed %u", seed) << seed;
-    }
+    void comboMergeAnswersAsScan_data() { addSeeds({ 5u, 6u, 7u, 99u, 31337u }); }
 
     void comboMergeAnswersAsScan()
     {
