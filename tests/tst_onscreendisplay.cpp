@@ -6,6 +6,8 @@
 #include <kq/Log.h>
 #include <kq/OnScreenDisplay.h>
 
+#include "pixels_testsupport.h"
+
 #include <QBuffer>
 #include <QPainter>
 #include <QPointer>
@@ -110,17 +112,10 @@ QString paintingProblem(const kq::OnScreenControl& control, const QImage& backgr
     if (anew == background)
         return QStringLiteral("nothing painted");
     for (const QImage* image : { &first, &second }) {
-        for (int y = 0; y < anew.height(); ++y) {
-            for (int x = 0; x < anew.width(); ++x) {
-                if (image->pixel(x, y) != anew.pixel(x, y))
-                    return QStringLiteral("%1 paint: pixel (%2,%3) is %4, drawn anew %5")
-                        .arg(image == &first ? QStringLiteral("first") : QStringLiteral("second"))
-                        .arg(x)
-                        .arg(y)
-                        .arg(image->pixel(x, y), 8, 16, QLatin1Char('0'))
-                        .arg(anew.pixel(x, y), 8, 16, QLatin1Char('0'));
-            }
-        }
+        const QString problem = kqtest::pixelDifference(*image, anew, QStringLiteral("drawn anew"));
+        if (!problem.isEmpty())
+            return (image == &first ? QStringLiteral("first paint: ") : QStringLiteral("second paint: "))
+                + problem;
     }
     return QString();
 }

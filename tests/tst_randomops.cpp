@@ -7,6 +7,7 @@
 
 #include "ipporttree_testsupport.h"
 #include "panes_testsupport.h"
+#include "pixels_testsupport.h"
 
 #include <ConfigDialogs/VideoMotionWindowPane.h>
 #include <kq/CoordinateSystem.h>
@@ -436,19 +437,7 @@ private:
         painter.setClipRect(anew.rect());
         m_pane.render(&painter);
         painter.end();
-        if (usual == anew)
-            return QString();
-        for (int y = 0; y < usual.height(); ++y) {
-            for (int x = 0; x < usual.width(); ++x) {
-                if (usual.pixel(x, y) != anew.pixel(x, y))
-                    return QStringLiteral("pixel (%1,%2) is %3, drawn anew %4")
-                        .arg(x)
-                        .arg(y)
-                        .arg(usual.pixel(x, y), 8, 16, QLatin1Char('0'))
-                        .arg(anew.pixel(x, y), 8, 16, QLatin1Char('0'));
-            }
-        }
-        return QStringLiteral("the pictures differ");
+        return kqtest::pixelDifference(usual, anew, QStringLiteral("drawn anew"));
     }
 
     QString invariantProblem()

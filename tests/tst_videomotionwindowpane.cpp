@@ -7,6 +7,7 @@
 #include <kq/Records.h>
 
 #include "panes_testsupport.h"
+#include "pixels_testsupport.h"
 
 #include <QImage>
 #include <QRandomGenerator>
@@ -400,26 +401,6 @@ QList<Step> editingSteps()
 }
 }
 
-namespace {
-// Where two pictures of a pane differ; empty if nowhere.
-QString difference(const QImage& seen, const QImage& fresh)
-{
-    if (seen.size() != fresh.size())
-        return QStringLiteral("sizes differ");
-    for (int y = 0; y < seen.height(); ++y) {
-        for (int x = 0; x < seen.width(); ++x) {
-            if (seen.pixel(x, y) != fresh.pixel(x, y))
-                return QStringLiteral("pixel (%1,%2) is %3, on the fresh pane %4")
-                    .arg(x)
-                    .arg(y)
-                    .arg(seen.pixel(x, y), 8, 16, QLatin1Char('0'))
-                    .arg(fresh.pixel(x, y), 8, 16, QLatin1Char('0'));
-        }
-    }
-    return QString();
-}
-}
-
 // A pane paints each window from a picture it keeps while the window looks
 // the same. Rendered after every step of an editing session, it shows
 // exactly what a new pane that went through the same steps unseen shows when
@@ -455,7 +436,7 @@ void TestVideoMotionWindowPane::renderMatchesFreshPane()
         QCOMPARE(fresh.count(), pane->count());
         QCOMPARE(fresh.selected(), pane->selected());
         const QImage unseen = fresh.grab().toImage();
-        const QString problem = difference(seen, unseen);
+        const QString problem = kqtest::pixelDifference(seen, unseen, QStringLiteral("on the fresh pane"));
         QVERIFY2(problem.isEmpty(), qPrintable(QStringLiteral("after step %1: %2").arg(i).arg(problem)));
         if (i == 0) {
             // The windows are in the picture: without them it is another.

@@ -119,14 +119,19 @@ public:
         }
     }
 
-    // Adds a control pushed as the newest to valid rect lists.
-    void addToRectLists(OnScreenRectControl* control)
+    // Enters a held rect control into the rect lists: first (as the newest)
+    // or last.
+    void enterRectControl(OnScreenRectControl* control, bool newest)
     {
-        if (!rectListsValid)
-            return;
-        rectLists[nullptr].prepend(control);
+        const auto enter = [&](QList<OnScreenRectControl*>& list) {
+            if (newest)
+                list.prepend(control);
+            else
+                list.append(control);
+        };
+        enter(rectLists[nullptr]);
         if (QObject* owner = control->parent()) {
-            rectLists[owner].prepend(control);
+            enter(rectLists[owner]);
             watchOwner(owner);
         } else {
             ++parentless;
@@ -139,15 +144,8 @@ public:
         parentless = 0;
         for (int i = pushed.size() - 1; i >= 0; --i) {
             auto* c = qobject_cast<OnScreenRectControl*>(pushed.at(i).data());
-            if (!c || !holds(c))
-                continue;
-            rectLists[nullptr].append(c);
-            if (QObject* owner = c->parent()) {
-                rectLists[owner].append(c);
-                watchOwner(owner);
-            } else {
-                ++parentless;
-            }
+            if (c && holds(c))
+                enterRectControl(c, false);
         }
         rectListsValid = true;
     }
@@ -479,8 +477,9 @@ void OnScreenDisplay::push_back(QList<OnScreenControl*> controls, QEvent* event)
         d->held.insert(c);
         ++d->pushes;
         c->m_display = this;
-        if (auto* rect = qobject_cast<OnScreenRectControl*>(c))
-            d->addToRectLists(rect);
+        auto* rect = qobject_cast<OnScreenRectControl*>(c);
+        if (rect && d->rectListsValid)
+            d->enterRectControl(rect, true);
     }
     OnScreenControl* first = controls.value(0);
     if (first && d->holds(first) && enabled && event && event->type() == QEvent::MouseButtonPress) {
