@@ -94,19 +94,40 @@ inline bool showPane(kqgui::NodeWindowPane* pane)
     return true;
 }
 
+// Shows a node whose video is the given still picture (of 800 x 600 units),
+// written into dir. Returns the node's session, null if the picture can't be
+// written.
+inline kq::MemoryConfigSession* showPicture(
+    kqgui::NodeWindowPane* pane, const QTemporaryDir& dir, const QImage& image, const QString& name)
+{
+    const QString picture = dir.filePath(name);
+    if (!dir.isValid() || !image.save(picture))
+        return nullptr;
+    auto* memory = new kq::MemoryConfigSession(QRectF(0, 0, 800, 600));
+    memory->setAttribute(QStringLiteral("video"), picture);
+    pane->setCoordinateSystem(kqm::smart<kq::INodeConfigSession>(memory));
+    return memory;
+}
+
 // Shows a node whose video is a black 800 x 600 still picture written into
 // dir, so that the windows' colours stand out. False if it can't be written.
 inline bool showBlackPicture(kqgui::NodeWindowPane* pane, const QTemporaryDir& dir)
 {
-    const QString picture = dir.filePath(QStringLiteral("black.png"));
     QImage black(800, 600, QImage::Format_RGB32);
     black.fill(Qt::black);
-    if (!dir.isValid() || !black.save(picture))
-        return false;
-    auto* memory = new kq::MemoryConfigSession(QRectF(0, 0, 800, 600));
-    memory->setAttribute(QStringLiteral("video"), picture);
-    pane->setCoordinateSystem(kqm::smart<kq::INodeConfigSession>(memory));
-    return true;
+    return showPicture(pane, dir, black, QStringLiteral("black.png")) != nullptr;
+}
+
+// An 800 x 600 picture with colours and stripes everywhere, over which any
+// wrong blending of a window's colour shows.
+inline QImage stripedPicture()
+{
+    QImage image(800, 600, QImage::Format_RGB32);
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x)
+            image.setPixel(x, y, qRgb((x * 7 + y) % 256, (y * 5) % 256, ((x / 9) % 2) ? 200 : (x + y) % 256));
+    }
+    return image;
 }
 
 // A string-choice property in a memory session.

@@ -18,6 +18,7 @@ private Q_SLOTS:
 
     void letterbox_data();
     void letterbox();
+    void screenRectFollowsEitherRectangle();
     void identityWithoutGeometry();
     void rectToScreen();
     void rectRoundTripScreenFirst_data();
@@ -145,6 +146,27 @@ void TestCoordinateSystem::letterbox()
         QCOMPARE(cs.mapToScreen(application.topLeft()), QPointF(expected.topLeft()));
         QCOMPARE(cs.mapToScreen(application.bottomRight()), QPointF(expected.bottomRight() + QPoint(1, 1)));
     }
+}
+
+// screenRect() is worked out when a rectangle is set: whichever is set
+// last, and however often, it is the letterboxed image.
+void TestCoordinateSystem::screenRectFollowsEitherRectangle()
+{
+    kq::CoordinateSystem cs;
+    QCOMPARE(cs.screenRect(), QRect());
+    cs.setScreenRect(QRect(0, 0, 640, 480));
+    QCOMPARE(cs.screenRect(), QRect(0, 0, 640, 480)); // no image yet: the whole area
+    cs.setApplicationRect(QRectF(0, 0, 1920, 1080));
+    QCOMPARE(cs.screenRect(), QRect(0, 60, 640, 360));
+    cs.setScreenRect(QRect(0, 0, 1000, 600));
+    QCOMPARE(
+        cs.screenRect(), kq::CoordinateSystem::letterboxPixels(QSizeF(1920, 1080), QRect(0, 0, 1000, 600)));
+    cs.setApplicationRect(QRectF(0, 0, 800, 800));
+    QCOMPARE(cs.screenRect(), QRect(200, 0, 600, 600));
+    cs.setApplicationRect(QRectF());
+    QCOMPARE(cs.screenRect(), QRect(0, 0, 1000, 600));
+    cs.setScreenRect(QRect());
+    QCOMPARE(cs.screenRect(), QRect());
 }
 
 void TestCoordinateSystem::identityWithoutGeometry()

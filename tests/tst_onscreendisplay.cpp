@@ -6,10 +6,17 @@
 #include <kq/Log.h>
 #include <kq/OnScreenDisplay.h>
 
+#include "pixels_testsupport.h"
+
 #include <QBuffer>
+#include <QPainter>
 #include <QPointer>
+#include <QRandomGenerator>
 #include <QWidget>
 #include <QtTest>
+
+#include <functional>
+#include <memory>
 
 namespace {
 const QColor Fill(0, 200, 0, 60);
@@ -63,6 +70,56 @@ private Q_SLOTS:
 };
 }
 
+// Random pixels, premultiplied; opaque or with random alpha.
+QImage noise(const QSize& size, quint32 seed, bool opaque)
+{
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    QRandomGenerator random(seed);
+    for (int y = 0; y < size.height(); ++y) {
+        auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
+        for (int x = 0; x < size.width(); ++x) {
+            const QRgb v = random.generate();
+            line[x] = qPremultiply(opaque ? (v | 0xff000000u) : v);
+        }
+    }
+    return image;
+}
+
+// control painted over background by a painter moved by offset. anew: the
+// painter clips (to the whole image), which keeps the control from drawing
+// a kept picture: it draws everything anew.
+QImage painted(const kq::OnScreenControl& control, const QImage& background, const QPoint& offset, bool anew,
+    QPainter::RenderHints hints = {})
+{
+    QImage image = background;
+    QPainter painter(&image);
+    painter.setRenderHints(hints);
+    painter.translate(offset);
+    if (anew)
+        painter.setClipRect(QRect(-offset, image.size()));
+    control.paint(painter);
+    return image;
+}
+
+// Paints control the usual way, twice (the second time from what the first
+// kept), and anew; empty when all three agree, else what differs.
+QString paintingProblem(const kq::OnScreenControl& control, const QImage& background, const QPoint& offset,
+    QPainter::RenderHints hints = {})
+{
+    const QImage anew = painted(control, background, offset, true, hints);
+    const QImage first = painted(control, background, offset, false, hints);
+    const QImage second = painted(control, background, offset, false, hints);
+    if (anew == background)
+        return QStringLiteral("nothing painted");
+    for (const QImage* image : { &first, &second }) {
+        const QString problem = kqtest::pixelDifference(*image, anew, QStringLiteral("drawn anew"));
+        if (!problem.isEmpty())
+            return (image == &first ? QStringLiteral("first paint: ") : QStringLiteral("second paint: "))
+                + problem;
+    }
+    return QString();
+}
+
 // A control pointer carried by a signal spy, read without touching the object
 // (it may be deleted already).
 kq::OnScreenControl* controlArg(const QVariant& v)
@@ -96,6 +153,11 @@ private Q_SLOTS:
     void programmaticChangesDoNotEmit();
     void modesAndActive();
     void painting();
+    void picturesPaintAsDrawnAnew_data();
+    void picturesPaintAsDrawnAnew();
+    void picturesFollowEveryChange();
+    void listsFollowEveryChange();
+    void changesArePaintedAfterHiding();
     void checkedConnect();
 
 private:
@@ -667,6 +729,381 @@ void TestOnScreenDisplay::painting()
     QVERIFY2(tri.green() > 20 && tri.green() < 80 && tri.red() == 0, qPrintable(tri.name()));
     // Just outside the triangle, inside its box.
     QCOMPARE(image.pixelColor(225, 200), QColor(Qt::black));
+}
+
+void TestOnScreenDisplay::picturesPaintAsDrawnAnew_data()
+{
+    QTest::addColumn<bool>("polygon");
+    QTest::addColumn<int>("shapeFlags");
+    QTest::addColumn<int>("modes");
+    QTest::addColumn<bool>("enabled");
+    QTest::addColumn<QColor>("color");
+    QTest::addColumn<QRect>("rect");
+    QTest::addColumn<QPolygon>("points");
+    QTest::addColumn<QPoint>("offset");
+    QTest::addColumn<QSize>("size");
+    QTest::addColumn<bool>("opaque");
+
+    const int outline = kq::OnScreenColorRect::Outline;
+    const int polygonFlags = 0x1B;
+    const int active = kq::OnScreenControl::Active;
+    const QColor green(0, 200, 0, 60);
+    const QRect r(20, 15, 120, 70);
+    const QPolygon tri(QVector<QPoint> { QPoint(30, 20), QPoint(170, 50), QPoint(70, 160) });
+    const QPolygon quad(
+        QVector<QPoint> { QPoint(40, 30), QPoint(150, 35), QPoint(140, 120), QPoint(35, 100) });
+    const QSize size(240, 180);
+    QTest::newRow("rect") << false << outline << 0 << true << green << r << QPolygon() << QPoint() << size
+                          << true;
+    QTest::newRow("rect moved by the painter")
+        << false << outline << 0 << true << green << r << QPolygon() << QPoint(7, -3) << size << true;
+    QTest::newRow("rect selected") << false << outline << active << true << green << r << QPolygon()
+                                   << QPoint() << size << true;
+    QTest::newRow("rect under the mouse") << false << outline << int(kq::OnScreenControl::Hovered) << true
+                                          << green << r << QPolygon() << QPoint() << size << true;
+    QTest::newRow("rect dragged") << false << outline << int(active | kq::OnScreenControl::Moving) << true
+                                  << green << r << QPolygon() << QPoint() << size << true;
+    QTest::newRow("rect dashed") << false << int(outline | kq::OnScreenColorRect::Dashed) << active << true
+                                 << green << r << QPolygon() << QPoint() << size << true;
+    QTest::newRow("rect without fill") << false << int(outline | kq::OnScreenColorRect::NoFill) << active
+                                       << true << green << r << QPolygon() << QPoint() << size << true;
+    QTest::newRow("rect without outline")
+        << false << 0 << 0 << true << green << r << QPolygon() << QPoint() << size << true;
+    QTest::newRow("rect disabled") << false << outline << active << false << green << r << QPolygon()
+                                   << QPoint() << size << true;
+    QTest::newRow("rect opaque") << false << outline << active << true << QColor(Qt::blue) << r << QPolygon()
+                                 << QPoint() << size << true;
+    QTest::newRow("rect 1 x 1") << false << outline << active << true << green << QRect(50, 50, 1, 1)
+                                << QPolygon() << QPoint() << size << true;
+    QTest::newRow("rect 3 x 2") << false << outline << active << true << green << QRect(50, 50, 3, 2)
+                                << QPolygon() << QPoint() << size << true;
+    QTest::newRow("rect at the edge") << false << outline << active << true << green
+                                      << QRect(-10, 150, 80, 60) << QPolygon() << QPoint() << size << true;
+    QTest::newRow("rect over translucent pixels")
+        << false << outline << 0 << true << green << r << QPolygon() << QPoint() << size << false;
+    QTest::newRow("rect too large to keep")
+        << false << outline << active << true << green << QRect(10, 10, 600, 500) << QPolygon() << QPoint()
+        << QSize(640, 540) << true;
+    QTest::newRow("polygon") << true << polygonFlags << 0 << true << green << QRect() << tri << QPoint()
+                             << size << true;
+    QTest::newRow("polygon moved by the painter")
+        << true << polygonFlags << 0 << true << green << QRect() << quad << QPoint(-5, 9) << size << true;
+    QTest::newRow("polygon selected")
+        << true << polygonFlags << active << true << green << QRect() << quad << QPoint() << size << true;
+    QTest::newRow("polygon under the mouse") << true << polygonFlags << int(kq::OnScreenControl::Hovered)
+                                             << true << green << QRect() << tri << QPoint() << size << true;
+    QTest::newRow("polygon dashed") << true << int(polygonFlags | kq::OnScreenPolygon::Dashed) << active
+                                    << true << green << QRect() << tri << QPoint() << size << true;
+    QTest::newRow("polygon open") << true << int(kq::OnScreenPolygon::Outline) << active << true << green
+                                  << QRect() << quad << QPoint() << size << true;
+    QTest::newRow("polygon without outline") << true << int(kq::OnScreenPolygon::Closed) << 0 << true << green
+                                             << QRect() << quad << QPoint() << size << true;
+    QTest::newRow("polygon closed by a copy of its first point")
+        << true << polygonFlags << active << true << green << QRect()
+        << QPolygon(QVector<QPoint>(quad) << quad.first()) << QPoint() << size << true;
+    QTest::newRow("polygon over translucent pixels")
+        << true << polygonFlags << active << true << green << QRect() << tri << QPoint() << size << false;
+}
+
+// A control keeps the picture it drew and draws it again; the pixels are
+// those of drawing it anew, whatever it looks like and wherever it is drawn.
+void TestOnScreenDisplay::picturesPaintAsDrawnAnew()
+{
+    QFETCH(bool, polygon);
+    QFETCH(int, shapeFlags);
+    QFETCH(int, modes);
+    QFETCH(bool, enabled);
+    QFETCH(QColor, color);
+    QFETCH(QRect, rect);
+    QFETCH(QPolygon, points);
+    QFETCH(QPoint, offset);
+    QFETCH(QSize, size);
+    QFETCH(bool, opaque);
+
+    std::unique_ptr<kq::OnScreenRectControl> control;
+    if (polygon) {
+        control.reset(new kq::OnScreenPolygonControl(
+            nullptr, nullptr, points, color, kq::OnScreenPolygon::PolygonFlags(shapeFlags), AllControlFlags));
+    } else {
+        control.reset(new kq::OnScreenRectControl(nullptr, nullptr, rect, color, QColor(200, 0, 200, 90),
+            kq::OnScreenColorRect::RectFlags(shapeFlags), AllControlFlags));
+    }
+    control->setEnabled(enabled);
+    control->setModes(kq::OnScreenControl::Modes(modes));
+    const QString problem = paintingProblem(*control, noise(size, 1, opaque), offset);
+    QVERIFY2(problem.isEmpty(), qPrintable(problem));
+}
+
+// Whatever changes in a control, or in the painter, its next paint shows it:
+// a kept picture is never drawn again once it no longer fits.
+void TestOnScreenDisplay::picturesFollowEveryChange()
+{
+    const QImage background = noise(QSize(260, 200), 2, true);
+    kq::OnScreenRectControl rect(nullptr, nullptr, QRect(20, 20, 100, 60), Fill, Fill,
+        kq::OnScreenColorRect::Outline, AllControlFlags);
+    kq::OnScreenPolygonControl polygon(nullptr, nullptr,
+        QVector<QPoint> { QPoint(120, 40), QPoint(230, 60), QPoint(160, 170) }, Fill,
+        kq::OnScreenPolygon::PolygonFlags(0x1B), AllControlFlags);
+    struct Change {
+        const char* what;
+        std::function<void()> apply;
+    };
+    QPoint offset;
+    QPainter::RenderHints hints;
+    const QList<Change> changes {
+        { "nothing", [] {} },
+        { "colour", [&] { rect.setColor(QColor(255, 0, 0, 90)), polygon.setColor(QColor(0, 0, 255, 120)); } },
+        { "rectangle moved", [&] { rect.setRect(QRect(30, 25, 100, 60)); } },
+        { "rectangle resized", [&] { rect.setRect(QRect(30, 25, 140, 30)); } },
+        { "polygon moved", [&] { polygon.setPolygon(polygon.polygon().translated(-12, 5)); } },
+        { "polygon reshaped", [&] { polygon.setRect(QRect(100, 50, 80, 120)); } },
+        { "selected", [&] { rect.setActive(true), polygon.setActive(true); } },
+        { "under the mouse", [&] { rect.setModes(rect.modes() | kq::OnScreenControl::Hovered); } },
+        { "dragged",
+            [&] {
+                rect.setDragColor(QColor(0, 255, 255, 40));
+                rect.setModes(rect.modes() | kq::OnScreenControl::Moving);
+                polygon.setModes(polygon.modes() | kq::OnScreenControl::Moving);
+            } },
+        { "dropped",
+            [&] {
+                rect.setModes(rect.modes() & ~kq::OnScreenControl::Modes(kq::OnScreenControl::Moving));
+                polygon.setModes(polygon.modes() & ~kq::OnScreenControl::Modes(kq::OnScreenControl::Moving));
+            } },
+        { "disabled", [&] { rect.setEnabled(false), polygon.setEnabled(false); } },
+        { "enabled and selected",
+            [&] {
+                rect.setEnabled(true), polygon.setEnabled(true);
+                rect.setActive(true), polygon.setActive(true);
+            } },
+        { "flags",
+            [&] {
+                rect.setRectFlags(kq::OnScreenColorRect::Outline | kq::OnScreenColorRect::Dashed);
+                polygon.setPolygonFlags(kq::OnScreenPolygon::Outline);
+            } },
+        { "painter moved", [&] { offset = QPoint(3, 4); } },
+        { "antialiased painter", [&] { hints = QPainter::Antialiasing; } },
+        { "plain painter again", [&] { hints = {}; } },
+        { "handles off", [&] { rect.setControlFlags(kq::OnScreenControl::Selectable); } },
+    };
+    for (const Change& change : changes) {
+        change.apply();
+        for (const kq::OnScreenControl* control :
+            { static_cast<kq::OnScreenControl*>(&rect), static_cast<kq::OnScreenControl*>(&polygon) }) {
+            const QString problem = paintingProblem(*control, background, offset, hints);
+            QVERIFY2(problem.isEmpty(),
+                qPrintable(QStringLiteral("%1, %2: %3")
+                               .arg(QLatin1String(change.what),
+                                   control == &rect ? QStringLiteral("rectangle") : QStringLiteral("polygon"),
+                                   problem)));
+        }
+    }
+}
+
+// rect_controls() and controls() answer from lists the display keeps: after
+// any mix of adding, erasing, clearing, deleting and re-parenting they are
+// what a walk over the held controls gives.
+void TestOnScreenDisplay::listsFollowEveryChange()
+{
+    QObject ownerA, ownerB;
+    const QList<QObject*> owners { host, &ownerA, &ownerB, nullptr };
+    QList<QPointer<kq::OnScreenControl>> model; // held controls, oldest first
+    QList<QPointer<kq::OnScreenControl>> made;
+    QRandomGenerator random(7);
+    const auto pick = [&](int n) { return int(random.bounded(quint32(n))); };
+    const auto pickHeld = [&]() -> kq::OnScreenControl* {
+        QList<kq::OnScreenControl*> held;
+        for (kq::OnScreenControl* c : model) {
+            if (c)
+                held << c;
+        }
+        return held.isEmpty() ? nullptr : held.at(pick(held.size()));
+    };
+    // What erase(c) takes away: c and the controls riding on it, in turn.
+    const auto modelErase = [&](kq::OnScreenControl* c) {
+        QList<kq::OnScreenControl*> doomed { c };
+        for (int i = 0; i < doomed.size(); ++i) {
+            for (kq::OnScreenControl* r : model) {
+                if (r && r->buddy() == doomed.at(i) && !doomed.contains(r))
+                    doomed << r;
+            }
+        }
+        for (kq::OnScreenControl* d : doomed)
+            model.removeAll(d);
+    };
+    const auto newRect = [&](QObject* owner, bool polygon) -> kq::OnScreenRectControl* {
+        const QRect r(pick(300), pick(200), 10 + pick(60), 10 + pick(60));
+        if (polygon)
+            return new kq::OnScreenPolygonControl(owner, osd->widget(),
+                QVector<QPoint> { r.topLeft(), r.topRight(), r.bottomLeft() }, Fill,
+                kq::OnScreenPolygon::PolygonFlags(0x1B), AllControlFlags);
+        return new kq::OnScreenRectControl(
+            owner, osd->widget(), r, Fill, Fill, kq::OnScreenColorRect::Outline, AllControlFlags);
+    };
+    QList<QPointer<kq::OnScreenControl>> erased;
+    for (int step = 0; step < 800; ++step) {
+        QString what;
+        switch (pick(11)) {
+        case 0:
+        case 1:
+        case 2: {
+            QObject* owner = owners.at(pick(owners.size()));
+            kq::OnScreenRectControl* c = newRect(owner, pick(2));
+            auto* button = new kq::OnScreenPushControl(owner, osd->widget(),
+                QStringLiteral(":/missing/on.png"), QStringLiteral(":/missing/pressed.png"),
+                Qt::AlignRight | Qt::AlignTop, QPoint(-2, 2), c, AllControlFlags);
+            made << c << button;
+            osd->push_back(QList<kq::OnScreenControl*>() << c << button, nullptr);
+            model << c << button;
+            what = QStringLiteral("add a window");
+            break;
+        }
+        case 3: {
+            // Several at once: the last of them is the newest.
+            QList<kq::OnScreenControl*> batch;
+            for (int i = 0; i < 3; ++i) {
+                batch << newRect(owners.at(pick(owners.size())), false);
+                made << batch.last();
+            }
+            osd->push_back(batch, nullptr);
+            for (kq::OnScreenControl* c : batch)
+                model << c;
+            what = QStringLiteral("add three");
+            break;
+        }
+        case 4:
+            if (kq::OnScreenControl* c = pickHeld()) {
+                osd->erase(c);
+                modelErase(c);
+                erased << c;
+                what = QStringLiteral("erase");
+            }
+            break;
+        case 5:
+            if (kq::OnScreenControl* c = pickHeld()) {
+                delete c; // its riders stay, riding on nothing
+                what = QStringLiteral("delete");
+            }
+            break;
+        case 6:
+            if (kq::OnScreenControl* c = pickHeld()) {
+                c->setParent(owners.at(pick(owners.size())));
+                what = QStringLiteral("re-parent");
+            }
+            break;
+        case 7: {
+            QObject* owner = owners.at(pick(owners.size()));
+            const QList<QPointer<kq::OnScreenControl>> before = model;
+            for (kq::OnScreenControl* c : before) {
+                if (c && model.contains(c) && (!owner || c->parent() == owner))
+                    modelErase(c);
+            }
+            osd->clear(owner);
+            what = QStringLiteral("clear");
+            break;
+        }
+        case 8:
+            // An erased control not deleted yet can be pushed again.
+            for (kq::OnScreenControl* c : erased) {
+                if (c && !model.contains(c)) {
+                    osd->push_back(QList<kq::OnScreenControl*>() << c, nullptr);
+                    model << c;
+                    what = QStringLiteral("push again");
+                    break;
+                }
+            }
+            break;
+        case 9: {
+            // Pushing a held control again changes nothing.
+            if (kq::OnScreenControl* c = pickHeld()) {
+                osd->push_back(QList<kq::OnScreenControl*>() << c << nullptr, nullptr);
+                what = QStringLiteral("push a held one");
+            }
+            break;
+        }
+        default:
+            flushDeletes();
+            what = QStringLiteral("deletions");
+            break;
+        }
+        QList<kq::OnScreenControl*> newestFirst;
+        for (kq::OnScreenControl* c : model) {
+            if (c)
+                newestFirst.prepend(c);
+        }
+        QVERIFY2(osd->controls() == newestFirst,
+            qPrintable(QStringLiteral("step %1 (%2): controls()").arg(step).arg(what)));
+        for (QObject* owner : owners) {
+            QList<kq::OnScreenRectControl*> expected;
+            for (kq::OnScreenControl* c : newestFirst) {
+                auto* r = qobject_cast<kq::OnScreenRectControl*>(c);
+                if (r && (!owner || r->parent() == owner))
+                    expected << r;
+            }
+            QVERIFY2(osd->rect_controls(owner) == expected,
+                qPrintable(QStringLiteral("step %1 (%2): rect_controls of owner %3")
+                               .arg(step)
+                               .arg(what)
+                               .arg(owners.indexOf(owner))));
+        }
+    }
+    for (kq::OnScreenControl* c : made) {
+        if (c && !c->parent())
+            delete c;
+    }
+}
+
+// One paint shows any number of changes, and a change is painted however
+// the display was hidden or stopped from updating before.
+void TestOnScreenDisplay::changesArePaintedAfterHiding()
+{
+    class PaintCounter : public QObject {
+    public:
+        int paints = 0;
+
+    protected:
+        bool eventFilter(QObject*, QEvent* event) override
+        {
+            if (event->type() == QEvent::Paint)
+                ++paints;
+            return false;
+        }
+    } counter;
+    osd->widget()->installEventFilter(&counter);
+    kq::OnScreenRectControl* c = drawer->add(QRect(20, 20, 60, 40), QPolygon(), nullptr);
+    QTRY_VERIFY(counter.paints > 0);
+    QCoreApplication::processEvents();
+
+    counter.paints = 0;
+    for (int i = 0; i < 50; ++i)
+        c->setRect(QRect(20 + i, 20, 60, 40));
+    QTRY_COMPARE(counter.paints, 1);
+    QCoreApplication::processEvents();
+    QCOMPARE(counter.paints, 1);
+
+    // Changed, then hidden before the paint came.
+    c->setRect(QRect(100, 100, 60, 40));
+    host->hide();
+    QCoreApplication::processEvents();
+    host->show();
+    QVERIFY(QTest::qWaitForWindowExposed(host));
+    QCoreApplication::processEvents();
+    counter.paints = 0;
+    c->setRect(QRect(150, 120, 60, 40));
+    QTRY_VERIFY(counter.paints > 0);
+
+    // Changed while updates are off.
+    host->setUpdatesEnabled(false);
+    c->setColor(Qt::red);
+    QCoreApplication::processEvents();
+    counter.paints = 0;
+    host->setUpdatesEnabled(true);
+    QTRY_VERIFY(counter.paints > 0);
+    QCoreApplication::processEvents();
+    counter.paints = 0;
+    c->setColor(Qt::blue);
+    QTRY_VERIFY(counter.paints > 0);
+    QCOMPARE(host->grab().toImage().pixelColor(170, 120), QColor(Qt::blue));
 }
 
 void TestOnScreenDisplay::checkedConnect()

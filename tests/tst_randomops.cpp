@@ -12,6 +12,7 @@
 
 #include "ipporttree_testsupport.h"
 #include "panes_testsupport.h"
+#include "pixels_testsupport.h"
 
 #include <ConfigDialogs/VideoMotionWindowPane.h>
 #include <kq/CoordinateSystem.h>
@@ -21,7 +22,7 @@
 #include <QApplication>
 #include <QHeaderView>
 #include <QMap>
-#include <QMessageBox>
+#include <QPainter>
 #include <QPixmap>
 #include <QRandomGenerator>
 #include <QRegularExpression>
@@ -708,13 +709,17 @@ private:
 // resized and deleted, the camera's lens correction changed, the pane
 // resized. After every step each window's screen geometry is what the
 // coordinate system makes of its application geometry (to a pixel or two of
-// rounding and grid snap).
+// rounding and grid snap), the pane's windows are the display's rectangle
+// controls of the pane, newest first, and the pane rendered as usual (each
+// window drawing the picture it keeps of itself while it looks the same)
+// shows what drawing every window anew shows.
 class PaneSequence {
 public:
-    explicit PaneSequence(quint32 seed)
+    PaneSequence(quint32 seed, const QString& video)
         : m_seed(seed)
         , m_random(seed)
         , m_mouse(&m_pane)
+        , m_video(video)
     {
     }
 
@@ -723,6 +728,8 @@ public:
         if (!kqtest::showPane(&m_pane))
             return QStringLiteral("the pane was never shown");
         m_session = new kq::MemoryConfigSession(QRectF(0, 0, 800, 600));
+        // A still picture: the video is the same in every rendering.
+        m_session->setAttribute(QStringLiteral("video"), m_video);
         m_pane.setCoordinateSystem(kqm::smart<kq::INodeConfigSession>(m_session));
         m_pane.showOnScreenDisplay(true);
         for (int step = 0; step < steps; ++step) {
@@ -731,7 +738,9 @@ public:
             // arrive through the event loop, as they would for a user.
             QCoreApplication::processEvents();
             kqtest::flushDeletes();
-            const QString problem = invariantProblem();
+            QString problem = invariantProblem();
+            if (problem.isEmpty())
+                problem = pictureProblem();
             if (!problem.isEmpty())
                 return QStringLiteral("seed %1, step %2 (%3): %4").arg(m_seed).arg(step).arg(m_last, problem);
         }
@@ -821,6 +830,22 @@ private:
 
     static bool near(const QPoint& a, const QPoint& b) { return (a - b).manhattanLength() <= 4; }
 
+    // The pane rendered as usual and rendered through a painter that clips
+    // (to the whole picture), which has every window draw itself anew.
+    QString pictureProblem()
+    {
+        QImage usual(m_pane.size(), QImage::Format_ARGB32_Premultiplied);
+        usual.fill(Qt::transparent);
+        m_pane.render(&usual);
+        QImage anew(m_pane.size(), QImage::Format_ARGB32_Premultiplied);
+        anew.fill(Qt::transparent);
+        QPainter painter(&anew);
+        painter.setClipRect(anew.rect());
+        m_pane.render(&painter);
+        painter.end();
+        return kqtest::pixelDifference(usual, anew, QStringLiteral("drawn anew"));
+    }
+
     QString invariantProblem()
     {
         const kq::CoordinateSystem* cs = m_pane.coordinateSystem();
@@ -830,6 +855,18 @@ private:
         const int n = m_pane.count();
         if (m_pane.selected() < -1 || m_pane.selected() >= n)
             return QStringLiteral("selected() %1 with %2 windows").arg(m_pane.selected()).arg(n);
+        QList<kq::OnScreenRectControl*> walked;
+        for (kq::OnScreenControl* control : m_pane.onScreenDisplay()->controls()) {
+            auto* window = qobject_cast<kq::OnScreenRectControl*>(control);
+            if (window && window->parent() == &m_pane)
+                walked << window;
+        }
+        if (walked.size() != n)
+            return QStringLiteral("%1 windows, %2 rectangle controls of the pane").arg(n).arg(walked.size());
+        for (int i = 0; i < n; ++i) {
+            if (m_pane.childAt(i) != walked.at(i))
+                return QStringLiteral("window %1 is not the display's rectangle control %1").arg(i);
+        }
         for (int i = 0; i < n; ++i) {
             if (!m_pane.applicationRectAt(i))
                 return QStringLiteral("window %1 has no application geometry").arg(i);
@@ -883,6 +920,7 @@ private:
     kqtest::PaneMouse m_mouse;
     kq::MemoryConfigSession* m_session = nullptr;
     QString m_last;
+    QString m_video;
 };
 
 } // namespace
@@ -911,7 +949,10 @@ private Q_SLOTS:
     void paneWindows()
     {
         QFETCH(quint32, seed);
-        PaneSequence sequence(seed);
+        QTemporaryDir dir;
+        const QString video = dir.filePath(QStringLiteral("video.png"));
+        QVERIFY(dir.isValid() && kqtest::stripedPicture().save(video));
+        PaneSequence sequence(seed, video);
         const QString problem = sequence.run(120);
         QVERIFY2(problem.isEmpty(), qPrintable(problem));
     }

@@ -7,9 +7,13 @@
 #include <kq/Records.h>
 
 #include "panes_testsupport.h"
+#include "pixels_testsupport.h"
 
 #include <QImage>
+#include <QRandomGenerator>
 #include <QtTest>
+
+#include <functional>
 
 using kqtest::withAlpha;
 
@@ -36,6 +40,8 @@ private Q_SLOTS:
     void displayOffGreysWindows();
     void lensCorrectionDrawsPolygons();
     void renderSetsAndReference();
+    void renderMatchesFreshPane();
+    void manyWindowsKeepTheirOrder();
 
 private:
     kqgui::VideoMotionWindowPane* pane = nullptr;
@@ -315,6 +321,214 @@ void TestVideoMotionWindowPane::renderSetsAndReference()
     const QColor green = image.pixelColor(275, 210);
     QVERIFY2(green.green() > 230 && green.red() == 0 && green.blue() == 0, qPrintable(green.name()));
     QCOMPARE(image.pixelColor(200, 210), QColor(Qt::green));
+}
+
+namespace {
+// One step of a user's editing session on a pane; the same steps give two
+// panes the same windows.
+using Step = std::function<void(kqgui::VideoMotionWindowPane*, kqtest::PaneMouse&, kq::MemoryConfigSession*)>;
+
+void setLens(kqgui::VideoMotionWindowPane* pane, kq::MemoryConfigSession* session, int strength)
+{
+    session->setAttribute(QStringLiteral("deskew"),
+        QVariantMap {
+            { QStringLiteral("lensCorrection"), true }, { QStringLiteral("lensStrength"), strength } });
+    QMetaObject::invokeMethod(pane, "updateCoordinateSystem");
+}
+
+QList<Step> editingSteps()
+{
+    using Pane = kqgui::VideoMotionWindowPane;
+    using Session = kq::MemoryConfigSession;
+    return {
+        [](Pane* p, kqtest::PaneMouse&, Session*) {
+            // Stored windows, overlapping, in both sets and many opacities,
+            // over the upper part of the image.
+            for (int i = 0; i < 8; ++i) {
+                p->addRect(QRect(30 + (i % 4) * 120, 40 + (i / 4) * 120, 160, 140), Qt::white);
+                p->setThreshold(0, 8 + i * 11, 100);
+                p->setVMSet(0, kq::EVideoMotionSet(1 + i % 2));
+                p->setReference(0, i % 3 == 0);
+            }
+        },
+        [](Pane*, kqtest::PaneMouse& m, Session*) { m.drawRect(QPoint(60, 200), QPoint(160, 260)); },
+        [](Pane* p, kqtest::PaneMouse& m, Session*) { m.click(p->childAt(5)->rect().center()); },
+        [](Pane* p, kqtest::PaneMouse& m, Session*) {
+            const QPoint from = p->childAt(5)->rect().center();
+            m.drag(from, from + QPoint(23, -17));
+        },
+        [](Pane* p, kqtest::PaneMouse& m, Session*) { m.move(p->childAt(7)->rect().center()); },
+        [](Pane*, kqtest::PaneMouse& m, Session*) { m.move(QPoint(350, 280)); },
+        [](Pane* p, kqtest::PaneMouse&, Session*) {
+            p->applicationRectAt(3)->setGeometry(QRectF(300, 250, 260, 90));
+        },
+        [](Pane* p, kqtest::PaneMouse&, Session*) {
+            p->setThreshold(2, 90, 100);
+            p->setVMSet2(4, true);
+            p->setReference(7, true);
+        },
+        [](Pane* p, kqtest::PaneMouse& m, Session*) {
+            kq::OnScreenPushControl* button = kqtest::deleteButtonOf(p, p->childAt(p->selected()));
+            m.click(button->area().center());
+        },
+        [](Pane* p, kqtest::PaneMouse& m, Session*) {
+            m.click(p->childAt(1)->rect().center());
+            QTest::keyClick(m.widget(), Qt::Key_Right);
+            QTest::keyClick(m.widget(), Qt::Key_Down);
+        },
+        [](Pane*, kqtest::PaneMouse& m, Session*) { QTest::keyClick(m.widget(), Qt::Key_Delete); },
+        [](Pane* p, kqtest::PaneMouse&, Session*) { p->resize(520, 330); },
+        [](Pane* p, kqtest::PaneMouse&, Session* s) { setLens(p, s, -100); },
+        [](Pane* p, kqtest::PaneMouse& m, Session*) {
+            p->addPolygon(QPolygon(QVector<QPoint> {
+                              QPoint(100, 60), QPoint(420, 100), QPoint(360, 400), QPoint(80, 330) }),
+                Qt::white);
+            p->setThreshold(0, 70, 100);
+            m.drawPolygon(QPolygon(QVector<QPoint> { QPoint(300, 190), QPoint(420, 210), QPoint(380, 300) }));
+        },
+        [](Pane* p, kqtest::PaneMouse& m, Session*) { m.move(p->childAt(0)->rect().center()); },
+        [](Pane*, kqtest::PaneMouse& m, Session*) { m.move(QPoint(300, 320)); },
+        [](Pane* p, kqtest::PaneMouse&, Session* s) { setLens(p, s, -140); },
+        [](Pane* p, kqtest::PaneMouse&, Session*) { p->resize(400, 300); },
+        [](Pane* p, kqtest::PaneMouse&, Session*) { p->showOnScreenDisplay(false); },
+        [](Pane* p, kqtest::PaneMouse&, Session*) { p->showOnScreenDisplay(true); },
+        [](Pane* p, kqtest::PaneMouse& m, Session*) {
+            m.click(p->childAt(2)->rect().center());
+            p->setSensitivity(2, 5);
+            p->setThreshold(2, 0, 100);
+        },
+    };
+}
+}
+
+// A pane paints each window from a picture it keeps while the window looks
+// the same. Rendered after every step of an editing session, it shows
+// exactly what a new pane that went through the same steps unseen shows when
+// rendered once: no picture outlives a change.
+void TestVideoMotionWindowPane::renderMatchesFreshPane()
+{
+    QTemporaryDir dir;
+    const QImage picture = kqtest::stripedPicture();
+    kq::MemoryConfigSession* session = kqtest::showPicture(pane, dir, picture, QStringLiteral("video.png"));
+    QVERIFY(session);
+    const QList<Step> steps = editingSteps();
+    for (int i = 0; i < steps.size(); ++i) {
+        steps.at(i)(pane, *mouse, session);
+        QCoreApplication::processEvents();
+        kqtest::flushDeletes();
+        const QImage seen = pane->grab().toImage();
+
+        kqgui::VideoMotionWindowPane fresh;
+        QVERIFY(kqtest::showPane(&fresh));
+        fresh.showOnScreenDisplay(true);
+        kq::MemoryConfigSession* freshSession
+            = kqtest::showPicture(&fresh, dir, picture, QStringLiteral("video.png"));
+        QVERIFY(freshSession);
+        kqtest::PaneMouse freshMouse(&fresh);
+        // Unseen: not painted until all steps are done.
+        fresh.setUpdatesEnabled(false);
+        for (int k = 0; k <= i; ++k) {
+            steps.at(k)(&fresh, freshMouse, freshSession);
+            QCoreApplication::processEvents();
+            kqtest::flushDeletes();
+        }
+        fresh.setUpdatesEnabled(true);
+        QCOMPARE(fresh.count(), pane->count());
+        QCOMPARE(fresh.selected(), pane->selected());
+        const QImage unseen = fresh.grab().toImage();
+        const QString problem = kqtest::pixelDifference(seen, unseen, QStringLiteral("on the fresh pane"));
+        QVERIFY2(problem.isEmpty(), qPrintable(QStringLiteral("after step %1: %2").arg(i).arg(problem)));
+        if (i == 0) {
+            // The windows are in the picture: without them it is another.
+            fresh.removeAll();
+            kqtest::flushDeletes();
+            QVERIFY(fresh.grab().toImage() != unseen);
+        }
+    }
+    // 8 stored, 1 drawn, 2 deleted, 2 polygons.
+    QCOMPARE(pane->count(), 9);
+    QVERIFY(pane->isPoly(0));
+    QVERIFY(pane->isPoly(1));
+    QVERIFY(pane->selected() >= 0);
+    pane->grab().save(QDir::temp().filePath(QStringLiteral("tst_videomotionwindowpane_edited.png")));
+}
+
+// Many windows loaded one by one, then erased in every way a user can and
+// added again, stay in order (newest first), each with its own settings.
+void TestVideoMotionWindowPane::manyWindowsKeepTheirOrder()
+{
+    QList<int> model; // each window's sensitivity, newest first
+    const auto add = [&](int i) {
+        const QRect r(10 + (i * 37) % 700, 10 + (i * 53) % 520, 40, 30);
+        if (i % 3 == 0)
+            pane->addPolygon(QPolygon(r.adjusted(0, 0, -1, -1), true), Qt::white);
+        else
+            pane->addRect(r, Qt::white);
+        pane->setThreshold(0, 10 + i % 80, 1000 + i);
+        pane->setSensitivity(0, i);
+        model.prepend(i);
+    };
+    const auto orderProblem = [&]() -> QString {
+        if (pane->count() != model.size())
+            return QStringLiteral("%1 windows, %2 expected").arg(pane->count()).arg(model.size());
+        for (int k = 0; k < model.size(); ++k) {
+            if (pane->sensitivity(k) != model.at(k) || pane->maxThreshold(k) != 1000 + model.at(k))
+                return QStringLiteral("window %1 has sensitivity %2, %3 expected")
+                    .arg(k)
+                    .arg(pane->sensitivity(k))
+                    .arg(model.at(k));
+        }
+        if (pane->onScreenDisplay()->controls().size() != 2 * model.size())
+            return QStringLiteral("%1 controls for %2 windows")
+                .arg(pane->onScreenDisplay()->controls().size())
+                .arg(model.size());
+        return QString();
+    };
+    for (int i = 0; i < 400; ++i)
+        add(i);
+    QString problem = orderProblem();
+    QVERIFY2(problem.isEmpty(), qPrintable(problem));
+
+    QRandomGenerator random(11);
+    for (int step = 0; step < 150; ++step) {
+        const int k = int(random.bounded(quint32(model.size())));
+        kq::OnScreenRectControl* window = pane->childAt(k);
+        switch (step % 4) {
+        case 0: // its delete button
+            kqtest::deleteButtonOf(pane, window)->clicked(window);
+            break;
+        case 1: // selected, then the Delete key
+            pane->onScreenDisplay()->setCurrent(window);
+            QCOMPARE(pane->selected(), k);
+            QTest::keyClick(mouse->widget(), Qt::Key_Delete);
+            break;
+        case 2: // the display erases it
+            pane->onScreenDisplay()->erase(window);
+            break;
+        default: // deleted outright
+            delete window;
+            kq::OnScreenPushControl* orphan = nullptr;
+            for (kq::OnScreenControl* c : pane->onScreenDisplay()->controls()) {
+                auto* button = qobject_cast<kq::OnScreenPushControl*>(c);
+                if (button && !button->buddy())
+                    orphan = button;
+            }
+            QVERIFY(orphan);
+            pane->onScreenDisplay()->erase(orphan);
+            break;
+        }
+        model.removeAt(k);
+        if (step % 10 == 0)
+            kqtest::flushDeletes();
+        if (step % 5 == 0)
+            add(400 + step);
+        problem = orderProblem();
+        QVERIFY2(problem.isEmpty(), qPrintable(QStringLiteral("step %1: %2").arg(step).arg(problem)));
+    }
+    pane->removeAll();
+    kqtest::flushDeletes();
+    QCOMPARE(pane->count(), 0);
+    QVERIFY(pane->onScreenDisplay()->controls().isEmpty());
 }
 
 QTEST_MAIN(TestVideoMotionWindowPane)

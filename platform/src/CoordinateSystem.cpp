@@ -37,9 +37,17 @@ CoordinateSystem::CoordinateSystem(QObject* parent)
 
 CoordinateSystem::~CoordinateSystem() = default;
 
-void CoordinateSystem::setScreenRect(const QRect& rect) { m_viewRect = rect; }
+void CoordinateSystem::setScreenRect(const QRect& rect)
+{
+    m_viewRect = rect;
+    m_screenRect = letterboxPixels(m_applicationRect.size(), m_viewRect);
+}
 
-void CoordinateSystem::setApplicationRect(const QRectF& rect) { m_applicationRect = rect; }
+void CoordinateSystem::setApplicationRect(const QRectF& rect)
+{
+    m_applicationRect = rect;
+    m_screenRect = letterboxPixels(m_applicationRect.size(), m_viewRect);
+}
 
 void CoordinateSystem::setGridSnap(const QRectF& grid) { m_grid = grid; }
 
@@ -62,7 +70,7 @@ QRect CoordinateSystem::letterboxPixels(const QSizeF& image, const QRect& area)
         QPoint(qRound(exact.right()) - 1, qRound(exact.bottom()) - 1));
 }
 
-QRect CoordinateSystem::screenRect() const { return letterboxPixels(m_applicationRect.size(), m_viewRect); }
+QRect CoordinateSystem::screenRect() const { return m_screenRect; }
 
 double CoordinateSystem::scale() const
 {

@@ -1,11 +1,17 @@
 // The controls of the on-screen display: rectangles, polygons and push buttons.
 #include <kq/OnScreenDisplay.h>
 
+#include <QCoreApplication>
+#include <QHash>
+#include <QImage>
 #include <QMouseEvent>
+#include <QPaintEngine>
 #include <QPainter>
 #include <QWidget>
 
 #include <cmath>
+#include <functional>
+#include <utility>
 
 namespace kq {
 
@@ -60,7 +66,7 @@ namespace {
         return sum;
     }
 
-    QPixmap loadIcon(const QString& path, bool pressed)
+    QPixmap readIcon(const QString& path, bool pressed)
     {
         QPixmap pixmap(path);
         if (!pixmap.isNull())
@@ -74,6 +80,123 @@ namespace {
         painter.drawLine(4, 4, 11, 11);
         painter.drawLine(11, 4, 4, 11);
         return pixmap;
+    }
+
+    // Icons read so far, by path and pressed state. Reading a file (even a
+    // resource, whose time stamp QPixmap's own cache looks up) costs far more
+    // than making a button, and a pane makes a button per window. Emptied
+    // when the application object goes, before the pixmaps would outlive it.
+    QHash<QPair<QString, bool>, QPixmap>& iconCache()
+    {
+        static QHash<QPair<QString, bool>, QPixmap> cache;
+        return cache;
+    }
+
+    void clearIconCache() { iconCache().clear(); }
+
+    QPixmap loadIcon(const QString& path, bool pressed)
+    {
+        QHash<QPair<QString, bool>, QPixmap>& cache = iconCache();
+        const QPair<QString, bool> key(path, pressed);
+        const auto it = cache.constFind(key);
+        if (it != cache.constEnd())
+            return it.value();
+        if (cache.isEmpty())
+            qAddPostRoutine(clearIconCache);
+        const QPixmap pixmap = readIcon(path, pressed);
+        cache.insert(key, pixmap);
+        return pixmap;
+    }
+
+    // Larger pictures are not kept: memory, and a large window is drawn
+    // about as fast as its picture would be.
+    constexpr qint64 MaxPicturePixels = 512 * 512;
+
+    // Whether drawing area into an image and drawing that image onto
+    // painter gives the pixels that drawing onto painter gives: a raster
+    // device at whole pixels, everything drawn plainly over what is there. A
+    // control's picture holds, per pixel, nothing, the fill (drawn once over
+    // nothing) or opaque colour, and the raster engine blends a premultiplied
+    // image pixel exactly as it blends the same colour filled in. Area must
+    // lie within the device and the paint event's region: the raster engine
+    // cuts 1-pixel lines that cross their edges first, and a cut line can
+    // step through other pixels than the whole one.
+    bool picturePaintsExactly(const QPainter& painter, const QRect& area)
+    {
+        QPaintEngine* engine = painter.paintEngine();
+        const QTransform& t = painter.deviceTransform();
+        if (!engine || engine->type() != QPaintEngine::Raster || t.type() > QTransform::TxTranslate
+            || t.dx() != std::floor(t.dx()) || t.dy() != std::floor(t.dy()) || painter.opacity() != 1.0
+            || painter.compositionMode() != QPainter::CompositionMode_SourceOver || painter.hasClipping())
+            return false;
+        const QPaintDevice* device = engine->paintDevice();
+        if (!device)
+            return false;
+        QRect bounds(0, 0, device->width(), device->height());
+        const QRegion region = engine->systemClip();
+        if (!region.isEmpty())
+            bounds &= region.boundingRect();
+        return bounds.contains(area.translated(int(t.dx()), int(t.dy())));
+    }
+}
+
+// Everything a rectangle or polygon control's picture is drawn from.
+struct PictureKey {
+    QRect rect;
+    QPolygon polygon;
+    QColor fill;
+    QColor outline;
+    int flags;
+    bool emphasised; // outline two pixels wide
+    bool handles;
+    QPainter::RenderHints hints;
+
+    bool operator==(const PictureKey& o) const
+    {
+        return rect == o.rect && polygon == o.polygon && fill == o.fill && outline == o.outline
+            && flags == o.flags && emphasised == o.emphasised && handles == o.handles && hints == o.hints;
+    }
+};
+
+struct OnScreenPicture {
+    PictureKey key;
+    QRect area; // where image goes, in the painter's coordinates
+    QImage image;
+};
+
+namespace {
+    // Paints with draw, through the picture kept in picture: the picture is
+    // drawn anew into an image covering area when key changed, and the image
+    // drawn onto painter. cacheable: whether draw gives the same pixels in
+    // an image as on painter (see picturePaintsExactly); otherwise, or when
+    // area is too large, draw paints onto painter directly.
+    void paintThroughPicture(QPainter& painter, std::unique_ptr<OnScreenPicture>& picture,
+        const PictureKey& key, const QRect& area, bool cacheable, const std::function<void(QPainter&)>& draw)
+    {
+        if (qint64(area.width()) * area.height() > MaxPicturePixels || area.isEmpty()) {
+            picture.reset();
+            draw(painter);
+            return;
+        }
+        if (!cacheable || !picturePaintsExactly(painter, area)) {
+            draw(painter);
+            return;
+        }
+        if (!picture || !(picture->key == key) || picture->area != area) {
+            if (!picture)
+                picture.reset(new OnScreenPicture);
+            picture->key = key;
+            picture->area = area;
+            if (picture->image.size() != area.size())
+                picture->image = QImage(area.size(), QImage::Format_ARGB32_Premultiplied);
+            picture->image.fill(Qt::transparent);
+            QPainter imagePainter(&picture->image);
+            imagePainter.setRenderHints(~QPainter::RenderHints(), false);
+            imagePainter.setRenderHints(key.hints);
+            imagePainter.translate(-area.topLeft());
+            draw(imagePainter);
+        }
+        painter.drawImage(area.topLeft(), picture->image);
     }
 }
 
@@ -144,6 +267,14 @@ void OnScreenPolygon::setPolygon(const QPolygon& polygon)
     polygonAppearanceChanged();
 }
 
+void OnScreenPolygon::setPolygon(QPolygon&& polygon)
+{
+    if (polygon == m_polygon)
+        return;
+    m_polygon = std::move(polygon);
+    polygonAppearanceChanged();
+}
+
 void OnScreenPolygon::setColor(const QColor& color)
 {
     if (color == m_color)
@@ -171,6 +302,8 @@ OnScreenControl::OnScreenControl(QObject* parent, QWidget* widget, ControlFlags 
 
 OnScreenControl::~OnScreenControl()
 {
+    if (m_display)
+        m_display->controlDestroyed(this);
     if (m_widget)
         m_widget->update();
 }
@@ -202,7 +335,10 @@ void OnScreenControl::setModes(Modes modes)
 
 void OnScreenControl::repaint()
 {
-    if (m_widget)
+    // The display asks its drawing widget once for any number of changes.
+    if (m_display && m_display->widget() == m_widget)
+        m_display->update();
+    else if (m_widget)
         m_widget->update();
 }
 
@@ -284,20 +420,30 @@ void OnScreenRectControl::paint(QPainter& painter) const
 {
     if (!hasExtent())
         return;
-    if (!rectFlags().testFlag(NoFill))
-        painter.fillRect(m_rect, currentFill(color()));
-    if (rectFlags().testFlag(Outline)) {
-        // One pixel wide, two when selected or under the mouse; inside the rectangle.
-        painter.setPen(outlinePen(color(), rectFlags().testFlag(Dashed), false));
-        painter.setBrush(Qt::NoBrush);
-        painter.drawRect(m_rect.adjusted(0, 0, -1, -1));
-        if ((isActive() || modes().testFlag(Hovered)) && m_rect.width() > 2 && m_rect.height() > 2)
-            painter.drawRect(m_rect.adjusted(1, 1, -2, -2));
-    }
-    if (isActive() && isEnabled() && controlFlags().testFlag(Resizable)) {
-        for (const QPoint& h : handlePositions())
-            paintHandle(painter, h);
-    }
+    const PictureKey key { m_rect, QPolygon(), currentFill(color()), color(), int(rectFlags()),
+        isActive() || modes().testFlag(Hovered),
+        isActive() && isEnabled() && controlFlags().testFlag(Resizable), painter.renderHints() };
+    // Fill and outline lie inside the rectangle, the handles around its edges.
+    const QRect covered = key.handles ? area() : m_rect;
+    // An antialiased outline would be translucent over the fill.
+    const bool cacheable = !painter.testRenderHint(QPainter::Antialiasing);
+    paintThroughPicture(painter, m_picture, key, covered, cacheable, [&](QPainter& p) {
+        const RectFlags flags(key.flags);
+        if (!flags.testFlag(NoFill))
+            p.fillRect(key.rect, key.fill);
+        if (flags.testFlag(Outline)) {
+            // One pixel wide, two when selected or under the mouse; inside the rectangle.
+            p.setPen(outlinePen(key.outline, flags.testFlag(Dashed), false));
+            p.setBrush(Qt::NoBrush);
+            p.drawRect(key.rect.adjusted(0, 0, -1, -1));
+            if (key.emphasised && key.rect.width() > 2 && key.rect.height() > 2)
+                p.drawRect(key.rect.adjusted(1, 1, -2, -2));
+        }
+        if (key.handles) {
+            for (const QPoint& h : handlePositions())
+                paintHandle(p, h);
+        }
+    });
 }
 
 QVector<QPoint> OnScreenRectControl::handlePositions() const
@@ -508,9 +654,10 @@ void OnScreenPolygonControl::setRect(const QRect& rect)
         for (QPoint& p : m_polygon)
             p = QPoint(rect.left() + qRound((p.x() - box.left()) * sx),
                 rect.top() + qRound((p.y() - box.top()) * sy));
+        repaint();
     }
+    // Repaints when the rectangle changed.
     OnScreenRect::setRect(rect);
-    repaint();
 }
 
 QRect OnScreenPolygonControl::area() const
@@ -543,24 +690,31 @@ void OnScreenPolygonControl::paint(QPainter& painter) const
     }
     if (!hasExtent())
         return;
-    painter.setRenderHint(QPainter::Antialiasing, false);
-    painter.setPen(flags.testFlag(OnScreenPolygon::Outline) ? outlinePen(
-                       fill, flags.testFlag(OnScreenPolygon::Dashed), isActive() || modes().testFlag(Hovered))
-                                                            : QPen(Qt::NoPen));
-    if (flags.testFlag(Closed)) {
-        painter.setBrush(fill);
-        painter.drawPolygon(m_polygon);
-    } else {
-        painter.setBrush(Qt::NoBrush);
-        painter.drawPolyline(m_polygon);
-    }
-    if (isActive() && isEnabled() && flags.testFlag(VertexHandles)) {
-        for (int i = 0; i < m_polygon.size(); ++i) {
-            if (i == m_polygon.size() - 1 && i > 0 && m_polygon.at(i) == m_polygon.first())
-                break;
-            paintHandle(painter, m_polygon.at(i));
+    const PictureKey key { QRect(), m_polygon, fill, fill, int(flags),
+        isActive() || modes().testFlag(Hovered), isActive() && isEnabled() && flags.testFlag(VertexHandles),
+        painter.renderHints() };
+    // Outlines reach a pixel or so beyond the vertices.
+    const QRect covered = key.handles ? area() : m_polygon.boundingRect().adjusted(-2, -2, 2, 2);
+    paintThroughPicture(painter, m_picture, key, covered, true, [&](QPainter& p) {
+        p.setRenderHint(QPainter::Antialiasing, false);
+        p.setPen(flags.testFlag(OnScreenPolygon::Outline)
+                ? outlinePen(key.outline, flags.testFlag(OnScreenPolygon::Dashed), key.emphasised)
+                : QPen(Qt::NoPen));
+        if (flags.testFlag(Closed)) {
+            p.setBrush(key.fill);
+            p.drawPolygon(key.polygon);
+        } else {
+            p.setBrush(Qt::NoBrush);
+            p.drawPolyline(key.polygon);
         }
-    }
+        if (key.handles) {
+            for (int i = 0; i < key.polygon.size(); ++i) {
+                if (i == key.polygon.size() - 1 && i > 0 && key.polygon.at(i) == key.polygon.first())
+                    break;
+                paintHandle(p, key.polygon.at(i));
+            }
+        }
+    });
 }
 
 int OnScreenPolygonControl::handleAt(const QPoint& pos) const

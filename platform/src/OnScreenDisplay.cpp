@@ -1,10 +1,15 @@
 #include <kq/OnScreenDisplay.h>
 
+#include <QChildEvent>
+#include <QHash>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPointer>
+#include <QSet>
 #include <QWidget>
+
+#include <algorithm>
 
 namespace kq {
 
@@ -40,23 +45,152 @@ public:
     {
     }
 
+    // Push controls by the control they ride on, each list oldest first.
+    using RiderMap = QHash<const QObject*, QList<OnScreenControl*>>;
+
     OnScreenDisplay* q;
     QPointer<QWidget> target;
     QPointer<OnScreenDisplayWidget> overlay;
+    // Entries of controls that were erased or deleted stay until prune():
+    // whatever reads these lists skips controls that are not held.
     QList<QPointer<OnScreenControl>> pushed; // oldest first
     QList<QPointer<OnScreenControl>> stack; // bottom first
+    // The held controls, for membership tests that don't walk the lists.
+    QSet<const QObject*> held;
+    // Whether the lists have entries of controls no longer held.
+    bool stale = false;
+    // Counts push_back calls that added something (see clear()).
+    quint64 pushes = 0;
     QPointer<OnScreenControl> current;
     QPointer<OnScreenControl> grabber;
     QPointer<OnScreenControl> drawing;
     QPointer<OnScreenControl> hovered;
+    // An update of the drawing widget was asked for and its paint event has
+    // not come yet: asking again would add nothing.
+    bool updatePending = false;
+
+    // rect_controls() by owner, newest first; the key null lists every rect
+    // control. Valid only while rectListsValid: push_back adds to it, any
+    // other change of the held controls or their owners makes it invalid and
+    // the next question rebuilds it.
+    QHash<const QObject*, QList<OnScreenRectControl*>> rectLists;
+    bool rectListsValid = false;
+    // Held rect controls without a QObject parent when the lists were made.
+    // One of them may get a parent without any owner we watch hearing of it,
+    // so while there are any, questions about an owner walk the controls.
+    int parentless = 0;
+    // Owners of held controls whose ChildAdded/ChildRemoved events tell when
+    // a control moves to another owner.
+    QList<QPointer<QObject>> watchedOwners;
 
     void prune()
     {
-        pushed.removeAll(nullptr);
-        stack.removeAll(nullptr);
+        if (!stale)
+            return;
+        stale = false;
+        const auto gone
+            = [this](const QPointer<OnScreenControl>& c) { return !c || !held.contains(c.data()); };
+        pushed.erase(std::remove_if(pushed.begin(), pushed.end(), gone), pushed.end());
+        stack.erase(std::remove_if(stack.begin(), stack.end(), gone), stack.end());
     }
 
-    bool holds(OnScreenControl* control) const { return control && pushed.contains(control); }
+    bool holds(const OnScreenControl* control) const { return control && held.contains(control); }
+
+    // The control is no longer held (erased or deleted).
+    void release(OnScreenControl* control)
+    {
+        held.remove(control);
+        stale = true;
+        rectListsValid = false;
+    }
+
+    void watchOwner(QObject* owner)
+    {
+        bool known = false;
+        for (int i = watchedOwners.size() - 1; i >= 0; --i) {
+            if (!watchedOwners.at(i))
+                watchedOwners.removeAt(i);
+            else if (watchedOwners.at(i) == owner)
+                known = true;
+        }
+        if (!known) {
+            owner->installEventFilter(this);
+            watchedOwners.append(owner);
+        }
+    }
+
+    // Enters a held rect control into the rect lists: first (as the newest)
+    // or last.
+    void enterRectControl(OnScreenRectControl* control, bool newest)
+    {
+        const auto enter = [&](QList<OnScreenRectControl*>& list) {
+            if (newest)
+                list.prepend(control);
+            else
+                list.append(control);
+        };
+        enter(rectLists[nullptr]);
+        if (QObject* owner = control->parent()) {
+            enter(rectLists[owner]);
+            watchOwner(owner);
+        } else {
+            ++parentless;
+        }
+    }
+
+    void rebuildRectLists()
+    {
+        rectLists.clear();
+        parentless = 0;
+        for (int i = pushed.size() - 1; i >= 0; --i) {
+            auto* c = qobject_cast<OnScreenRectControl*>(pushed.at(i).data());
+            if (c && holds(c))
+                enterRectControl(c, false);
+        }
+        rectListsValid = true;
+    }
+
+    RiderMap riderMap() const
+    {
+        RiderMap map;
+        for (OnScreenControl* c : pushed) {
+            if (holds(c)) {
+                if (OnScreenControl* buddy = c->buddy())
+                    map[buddy].append(c);
+            }
+        }
+        return map;
+    }
+
+    // Erases control and, transitively, the controls riding on it, as
+    // OnScreenDisplay::erase() documents. riders: the held riders of a control.
+    template <typename Riders> void erase(OnScreenControl* control, const Riders& riders)
+    {
+        QList<OnScreenControl*> doomed { control };
+        for (int i = 0; i < doomed.size(); ++i) {
+            for (OnScreenControl* r : riders(doomed.at(i))) {
+                if (!doomed.contains(r))
+                    doomed << r;
+            }
+        }
+        for (OnScreenControl* c : doomed) {
+            release(c);
+            if (current == c)
+                current = nullptr;
+            if (grabber == c)
+                grabber = nullptr;
+            if (drawing == c)
+                drawing = nullptr;
+            if (hovered == c)
+                hovered = nullptr;
+            c->m_display = nullptr;
+        }
+        for (OnScreenControl* c : doomed) {
+            emit c->deleted();
+            c->deleteLater();
+        }
+        q->update();
+    }
 
     static bool isShownPush(const OnScreenControl* control)
     {
@@ -66,7 +200,7 @@ public:
 
     bool takesInput(const OnScreenControl* control) const
     {
-        return control && control->isEnabled() && (!control->buddy() || isShownPush(control));
+        return holds(control) && control->isEnabled() && (!control->buddy() || isShownPush(control));
     }
 
     OnScreenControl* controlAt(const QPoint& pos) const
@@ -83,7 +217,7 @@ public:
     {
         QList<OnScreenControl*> result;
         for (OnScreenControl* c : pushed) {
-            if (c && c->buddy() == control)
+            if (holds(c) && c->buddy() == control)
                 result << c;
         }
         return result;
@@ -259,14 +393,27 @@ public:
 
     bool eventFilter(QObject* watched, QEvent* event) override
     {
-        if (watched == target && overlay && event->type() == QEvent::Resize)
-            overlay->setGeometry(target->rect());
+        switch (event->type()) {
+        case QEvent::Resize:
+            if (watched == target && overlay)
+                overlay->setGeometry(target->rect());
+            break;
+        case QEvent::ChildAdded:
+        case QEvent::ChildRemoved:
+            // A held control got or lost this owner.
+            if (held.contains(static_cast<QChildEvent*>(event)->child()))
+                rectListsValid = false;
+            break;
+        default:
+            break;
+        }
         return false;
     }
 };
 
 void OnScreenDisplayWidget::paintEvent(QPaintEvent*)
 {
+    d->updatePending = false;
     QPainter painter(this);
     d->paint(painter);
 }
@@ -310,8 +457,9 @@ OnScreenDisplay::~OnScreenDisplay()
         d->target->removeEventFilter(d.get());
     // The drawing widget calls back into d: it must not outlive it.
     delete d->overlay.data();
+    // Not the erased ones: they may be held by another display now.
     for (OnScreenControl* c : d->pushed) {
-        if (c)
+        if (d->holds(c))
             c->m_display = nullptr;
     }
 }
@@ -326,7 +474,12 @@ void OnScreenDisplay::push_back(QList<OnScreenControl*> controls, QEvent* event)
             continue;
         d->pushed.append(c);
         d->stack.append(c);
+        d->held.insert(c);
+        ++d->pushes;
         c->m_display = this;
+        auto* rect = qobject_cast<OnScreenRectControl*>(c);
+        if (rect && d->rectListsValid)
+            d->enterRectControl(rect, true);
     }
     OnScreenControl* first = controls.value(0);
     if (first && d->holds(first) && enabled && event && event->type() == QEvent::MouseButtonPress) {
@@ -345,21 +498,41 @@ void OnScreenDisplay::clear(QObject* owner)
 {
     d->prune();
     const QList<QPointer<OnScreenControl>> all = d->pushed;
+    // One walk finds every control's riders, instead of one walk per erased
+    // control; a control pushed from a slot during the clearing makes it
+    // walk again.
+    OnScreenDisplayPrivate::RiderMap riders;
+    quint64 ridersMadeAt = d->pushes + 1;
+    const auto ridersOf = [&](OnScreenControl* c) {
+        if (ridersMadeAt != d->pushes) {
+            riders = d->riderMap();
+            ridersMadeAt = d->pushes;
+        }
+        QList<OnScreenControl*> result = riders.value(c);
+        result.erase(
+            std::remove_if(result.begin(), result.end(), [this](OnScreenControl* r) { return !d->holds(r); }),
+            result.end());
+        return result;
+    };
     for (OnScreenControl* c : all) {
         if (c && d->holds(c) && (!owner || c->parent() == owner))
-            erase(c);
+            d->erase(c, ridersOf);
     }
 }
 
 QList<OnScreenRectControl*> OnScreenDisplay::rect_controls(QObject* owner) const
 {
-    QList<OnScreenRectControl*> result;
-    for (int i = d->pushed.size() - 1; i >= 0; --i) {
-        auto* c = qobject_cast<OnScreenRectControl*>(d->pushed.at(i).data());
-        if (c && (!owner || c->parent() == owner))
-            result << c;
+    if (!d->rectListsValid)
+        d->rebuildRectLists();
+    if (owner && d->parentless > 0) {
+        QList<OnScreenRectControl*> result;
+        for (OnScreenRectControl* c : d->rectLists.value(nullptr)) {
+            if (c->parent() == owner)
+                result << c;
+        }
+        return result;
     }
-    return result;
+    return d->rectLists.value(owner);
 }
 
 OnScreenRectControl* OnScreenDisplay::rect_control(QObject* owner) const
@@ -372,7 +545,7 @@ QList<OnScreenControl*> OnScreenDisplay::controls() const
 {
     QList<OnScreenControl*> result;
     for (int i = d->pushed.size() - 1; i >= 0; --i) {
-        if (d->pushed.at(i))
+        if (d->holds(d->pushed.at(i)))
             result << d->pushed.at(i);
     }
     return result;
@@ -413,39 +586,28 @@ void OnScreenDisplay::raise(OnScreenControl* control)
 
 void OnScreenDisplay::update()
 {
-    if (d->overlay)
-        d->overlay->update();
+    // Qt drops an update of a hidden widget, and one widget update covers
+    // any number of changes before its paint event.
+    if (d->updatePending)
+        return;
+    QWidget* overlay = d->overlay;
+    if (!overlay || !overlay->isVisible() || !overlay->updatesEnabled())
+        return;
+    d->updatePending = true;
+    overlay->update();
 }
 
 void OnScreenDisplay::erase(OnScreenControl* control)
 {
     if (!d->holds(control))
         return;
-    QList<OnScreenControl*> doomed { control };
-    for (int i = 0; i < doomed.size(); ++i) {
-        for (OnScreenControl* r : d->riders(doomed.at(i))) {
-            if (!doomed.contains(r))
-                doomed << r;
-        }
-    }
-    for (OnScreenControl* c : doomed) {
-        d->pushed.removeAll(c);
-        d->stack.removeAll(c);
-        if (d->current == c)
-            d->current = nullptr;
-        if (d->grabber == c)
-            d->grabber = nullptr;
-        if (d->drawing == c)
-            d->drawing = nullptr;
-        if (d->hovered == c)
-            d->hovered = nullptr;
-        c->m_display = nullptr;
-    }
-    for (OnScreenControl* c : doomed) {
-        emit c->deleted();
-        c->deleteLater();
-    }
-    update();
+    d->erase(control, [this](OnScreenControl* c) { return d->riders(c); });
+}
+
+void OnScreenDisplay::controlDestroyed(OnScreenControl* control)
+{
+    if (d->holds(control))
+        d->release(control);
 }
 
 } // namespace kq

@@ -7,7 +7,6 @@
 #include <kq/Property.h>
 
 #include <QMouseEvent>
-#include <QPointer>
 #include <QRegion>
 
 #include <algorithm>
@@ -35,7 +34,7 @@ namespace {
 
     void setWindowColor(kq::OnScreenRectControl* window, const QColor& color)
     {
-        if (auto* polygon = dynamic_cast<kq::OnScreenPolygonControl*>(window))
+        if (auto* polygon = qobject_cast<kq::OnScreenPolygonControl*>(window))
             polygon->OnScreenPolygon::setColor(color);
         else if (window)
             window->OnScreenColorRect::setColor(color);
@@ -131,17 +130,17 @@ void NodeWindowPane::addWindow(kq::OnScreenRectControl* control, QMouseEvent* ev
 }
 
 namespace {
-    // The pane's windows, taken once for a loop over all of them: asking for
-    // window i alone builds the display's list anew, which made re-mapping
-    // every window cost windows x windows. A window the display deletes while
-    // the loop runs is skipped.
-    QList<QPointer<kq::OnScreenRectControl>> windowList(
-        const kq::OnScreenDisplay* osd, const NodeWindowPane* pane)
+    // The application geometry of a window. The pane's own two window classes
+    // are found through their meta-objects, much faster than the cross-cast
+    // from the display's class to ApplicationRect, which re-mapping every
+    // window on each resize would otherwise do once per window.
+    ApplicationRect* applicationGeometry(kq::OnScreenRectControl* control)
     {
-        QList<QPointer<kq::OnScreenRectControl>> windows;
-        for (kq::OnScreenRectControl* control : osd->rect_controls(owner(pane)))
-            windows.append(control);
-        return windows;
+        if (auto* polygon = qobject_cast<PanePolygonControl*>(control))
+            return polygon;
+        if (auto* rect = qobject_cast<PaneRectControl*>(control))
+            return rect;
+        return dynamic_cast<ApplicationRect*>(control);
     }
 }
 
@@ -164,7 +163,7 @@ PanePolygonControl* NodeWindowPane::polyControlAt(int index) const
 
 ApplicationRect* NodeWindowPane::applicationRectAt(int index) const
 {
-    return dynamic_cast<ApplicationRect*>(childAt(index));
+    return applicationGeometry(childAt(index));
 }
 
 ApplicationPolygon* NodeWindowPane::applicationPolygonAt(int index) const
@@ -243,9 +242,11 @@ void NodeWindowPane::updateCoordinateSystem()
     if (!params.hasLensCorrection())
         return;
     m_deskewParams = params;
-    const QList<QPointer<kq::OnScreenRectControl>> windows = windowList(m_osd, this);
+    // Taken once for the loop (asking for window i alone copies the list each
+    // time). Mapping emits nothing, so no window goes away meanwhile.
+    const QList<kq::OnScreenRectControl*> windows = m_osd->rect_controls(this);
     for (int i = windows.size() - 1; i >= 0; --i) {
-        if (auto* window = dynamic_cast<ApplicationRect*>(windows.at(i).data()))
+        if (ApplicationRect* window = applicationGeometry(windows.at(i)))
             window->updateGeometry(m_coordinateSystem, &m_deskewParams);
     }
 
@@ -271,8 +272,9 @@ void NodeWindowPane::resizeEvent(QResizeEvent* event)
 {
     kq::NodeWidget::resizeEvent(event);
     m_coordinateSystem->setScreenRect(rect());
-    for (const QPointer<kq::OnScreenRectControl>& control : windowList(m_osd, this)) {
-        if (auto* window = dynamic_cast<ApplicationRect*>(control.data()))
+    const QList<kq::OnScreenRectControl*> windows = m_osd->rect_controls(this);
+    for (kq::OnScreenRectControl* control : windows) {
+        if (ApplicationRect* window = applicationGeometry(control))
             window->updateGeometry(m_coordinateSystem, nullptr);
     }
 }

@@ -10,14 +10,25 @@
 #include <QRegion>
 #include <QTransform>
 
+#include <utility>
+
 namespace kqgui {
 
 namespace {
     // Keeps a window on the image: it can't be dragged or resized off it.
+    // Every window of a pane gets the same region on each resize: the last
+    // one made is shared instead of making one per window.
     void boundToImage(kq::OnScreenControl* control, const kq::CoordinateSystem* coordinateSystem)
     {
+        static QRect lastImage;
+        static QRegion lastRegion;
+        const QRect image = coordinateSystem->screenRect();
+        if (image != lastImage) {
+            lastImage = image;
+            lastRegion = QRegion(image);
+        }
         control->bounded = true;
-        control->bounds = QRegion(coordinateSystem->screenRect());
+        control->bounds = lastRegion;
     }
 
     void readBackUserEdits(QObject* control)
@@ -132,8 +143,10 @@ void PanePolygonControl::updateGeometry(kq::CoordinateSystem* coordinateSystem, 
         deskewParams = *deskew;
     if (!this->coordinateSystem)
         return;
-    OnScreenPolygon::setPolygon(this->coordinateSystem->mapToScreen(applicationPolygon, deskewParams));
-    setRect(polygon().boundingRect());
+    QPolygon screen = this->coordinateSystem->mapToScreen(applicationPolygon, deskewParams);
+    const QRect box = screen.boundingRect();
+    OnScreenPolygon::setPolygon(std::move(screen));
+    setRect(box);
     boundToImage(this, this->coordinateSystem);
 }
 

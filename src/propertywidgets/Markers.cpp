@@ -170,7 +170,11 @@ void setEnabled(QListWidget* list, const QString& value, bool enable)
 
 void setEnabled(QComboBox* box, int index, bool enable)
 {
-    if (QStandardItem* item = comboItem(box, index))
+    // Setting an item's flags to what they are changes nothing but costs a
+    // pass through the item's data; merging many nodes would pay it for
+    // every entry and node.
+    QStandardItem* item = comboItem(box, index);
+    if (item && item->isEnabled() != enable)
         item->setEnabled(enable);
 }
 

@@ -177,6 +177,23 @@ int RowIndex::first(const QString& key)
     return it == m_rowsOf.cend() ? -1 : it->first();
 }
 
+std::vector<char> RowIndex::rowsWithKeys(const QVector<QString>& keys, QVector<QString>* missing)
+{
+    refresh();
+    std::vector<char> holds(size_t(m_rows.size()), 0);
+    for (const QString& key : keys) {
+        const auto it = m_rowsOf.constFind(key);
+        if (it == m_rowsOf.cend()) {
+            if (missing)
+                missing->append(key);
+            continue;
+        }
+        for (int row : *it)
+            holds[size_t(row)] = 1;
+    }
+    return holds;
+}
+
 bool RowIndex::holdsNothing(int row)
 {
     refresh();

@@ -11,6 +11,7 @@
 #include <QVector>
 
 #include <set>
+#include <vector>
 
 class QComboBox;
 class QListWidget;
@@ -55,6 +56,10 @@ public:
     // Whether a foreign row holds no data at all (an invalid QVariant, as the
     // "<Multiple Values>" entry and separators do).
     bool holdsNothing(int row);
+    // Per row, whether the row's key is one of `keys` (a foreign row never
+    // is): a lookup per key instead of one per row. The keys no row holds
+    // are appended to `missing`, in their order, when it is given.
+    std::vector<char> rowsWithKeys(const QVector<QString>& keys, QVector<QString>* missing = nullptr);
     // Rows without a key, in ascending order.
     const std::set<int>& foreignRows();
     int rowCount();

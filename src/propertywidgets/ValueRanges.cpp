@@ -14,6 +14,7 @@
 #include <QSpinBox>
 
 #include <cmath>
+#include <memory>
 
 namespace kq {
 
@@ -50,19 +51,6 @@ namespace {
         }
     }
 
-    // The entry's raw value as T; string entries come from the box's index.
-    template <class T> void readEntry(QComboBox* box, RowIndex*, int i, T& value)
-    {
-        readRaw(box->itemData(i, Qt::UserRole), value);
-    }
-    void readEntry(QComboBox* box, RowIndex* index, int i, QString& value)
-    {
-        if (index && index->keyed(i))
-            value = index->key(i);
-        else
-            readRaw(box->itemData(i, Qt::UserRole), value);
-    }
-
     // findData for a string through the box's index: entries holding a
     // string compare as strings; any other entry by QVariant equality, which
     // also matches a text like "5" with the number 5 (an entry holding
@@ -79,32 +67,61 @@ namespace {
         return candidate;
     }
 
-    // Whether the box has an entry for the value, as findData answers.
-    template <class T> bool hasEntry(QComboBox* box, RowIndex*, const T& value)
+    // The first entry that can hold a node's value: the "<Multiple Values>"
+    // entry and the separator below it hold none.
+    int firstValueEntry(const QComboBox* box)
     {
-        return findData(box, rawValue(value)) >= 0;
-    }
-    bool hasEntry(QComboBox* box, RowIndex* index, const QString& value)
-    {
-        return (index ? findString(box, index, value) : findData(box, value)) >= 0;
+        return box->count() >= 2 && isIndeterminate(box->itemData(0, Qt::UserRole)) ? 2 : 0;
     }
 
     template <class T> void mergeComboRange(QComboBox* box, const QVector<T>& values)
     {
         if (!box)
             return;
-        RowIndex* const index = RowIndex::of(box);
         const Membership<T> offered(values);
-        // The marker entry and the separator below it hold no node's value.
-        const int start = box->count() >= 2 && isIndeterminate(box->itemData(0, Qt::UserRole)) ? 2 : 0;
-        for (int i = start; i < box->count(); ++i) {
+        for (int i = firstValueEntry(box); i < box->count(); ++i) {
             T value;
-            readEntry(box, index, i, value);
+            readRaw(box->itemData(i, Qt::UserRole), value);
             if (!offered.contains(value))
                 setEnabled(box, i, false);
         }
         for (const T& value : values) {
-            if (!hasEntry(box, index, value))
+            if (findData(box, rawValue(value)) < 0)
+                addValue(box, value, false);
+        }
+    }
+
+    // Strings go through the box's index: a lookup per value rather than per
+    // entry. Entries holding something else than a string (rare) are read
+    // and compared one by one as the generic form does.
+    void mergeComboRange(QComboBox* box, const QVector<QString>& values)
+    {
+        if (!box)
+            return;
+        RowIndex* const index = RowIndex::of(box);
+        if (!index) {
+            // A box showing another column or a sub-tree of its model.
+            mergeComboRange<QString>(box, values);
+            return;
+        }
+        QVector<QString> missing;
+        const std::vector<char> offered = index->rowsWithKeys(values, &missing);
+        std::unique_ptr<Membership<QString>> foreignOffered;
+        for (int i = firstValueEntry(box); i < int(offered.size()); ++i) {
+            if (offered[size_t(i)])
+                continue;
+            if (!index->keyed(i)) {
+                if (!foreignOffered)
+                    foreignOffered = std::make_unique<Membership<QString>>(values);
+                if (foreignOffered->contains(box->itemData(i, Qt::UserRole).toString()))
+                    continue;
+            }
+            setEnabled(box, i, false);
+        }
+        // Only values no string entry held can be new; a foreign entry equal
+        // to one, or a value listed twice, adds nothing.
+        for (const QString& value : qAsConst(missing)) {
+            if (findData(box, value) < 0)
                 addValue(box, value, false);
         }
     }
@@ -254,14 +271,19 @@ void mergeValueRange(QListWidget* list, const QVector<QString>& values)
 {
     if (!list)
         return;
-    const Membership<QString> offered(values);
-    forEachItemExceptAE(list, [&](QListWidgetItem* item, const QString& value) {
-        if (!offered.contains(value)) {
-            setEnabled(item, false);
-            hide(item);
-        }
-    });
-    for (const QString& value : values) {
+    RowIndex* const index = RowIndex::of(list);
+    QVector<QString> missing;
+    const std::vector<char> offered = index->rowsWithKeys(values, &missing);
+    for (int row = 0; row < int(offered.size()); ++row) {
+        if (offered[size_t(row)] || index->key(row) == QLatin1String("AE"))
+            continue;
+        setEnabled(list->item(row), false);
+        // Hiding a hidden row would still lay the whole list out again.
+        if (!list->isRowHidden(row))
+            list->setRowHidden(row, true);
+    }
+    // Only values no row held can be new; a value listed twice is added once.
+    for (const QString& value : qAsConst(missing)) {
         if (!findItem(list, value)) {
             addValue(list, value, false, -1);
             hide(findItem(list, value));

@@ -1,6 +1,7 @@
 // Reading a widget's value, showing and merging a node's value, and writing
 // the user's choice back into a property.
 #include "propertywidgets/PropertyWidgets_p.h"
+#include "propertywidgets/RowIndex_p.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -163,9 +164,9 @@ void setPropertyValue(QListWidget* list, const QVector<QString>& selected)
 {
     if (!list)
         return;
-    const Membership<QString> chosen(selected);
+    const std::vector<char> chosen = RowIndex::of(list)->rowsWithKeys(selected);
     for (int row = 0; row < list->count(); ++row)
-        list->item(row)->setCheckState(chosen.contains(rawValueAt(list, row)) ? Qt::Checked : Qt::Unchecked);
+        list->item(row)->setCheckState(chosen.at(size_t(row)) ? Qt::Checked : Qt::Unchecked);
 }
 
 void setPropertyValue(QListWidget* list, const kq::TMultiOptions<QString>& option)
@@ -183,10 +184,10 @@ void mergePropertyValue(QListWidget* list, const QVector<QString>& selected)
 {
     if (!list)
         return;
-    const Membership<QString> chosen(selected);
+    const std::vector<char> chosen = RowIndex::of(list)->rowsWithKeys(selected);
     for (int row = 0; row < list->count(); ++row) {
         QListWidgetItem* item = list->item(row);
-        const int state = chosen.contains(rawValueAt(list, row)) ? Qt::Checked : Qt::Unchecked;
+        const int state = chosen.at(size_t(row)) ? Qt::Checked : Qt::Unchecked;
         if (item->data(Qt::CheckStateRole).toInt() != state)
             setIndeterminate(item);
     }
@@ -304,24 +305,32 @@ void setProperty(kq::TMultiOptions<QString>& option, const QListWidget* list)
     QVector<QString> selected = option.getSelectedValues();
     QVector<bool> removed(selected.size(), false);
     // Where each value is still selected, first occurrence first.
-    QHash<QString, QList<int>> positions;
+    // (positions still selected, and how many of them are taken already)
+    QHash<QString, QPair<QVector<int>, int>> positions;
+    positions.reserve(selected.size());
     for (int i = 0; i < selected.size(); ++i)
-        positions[selected.at(i)].append(i);
+        positions[selected.at(i)].first.append(i);
+    RowIndex* const index = RowIndex::of(list);
     for (int row = 0; row < list->count(); ++row) {
         const QListWidgetItem* item = list->item(row);
-        if (!isEnabled(item) || isIndeterminate(item))
-            continue;
-        const QString value = rawValueAt(list, row);
-        if (value == QLatin1String("AE"))
+        if (!isEnabled(item))
             continue;
         const int state = item->data(Qt::CheckStateRole).toInt();
-        QList<int>& at = positions[value];
-        if (state == Qt::Checked && at.isEmpty()) {
-            at.append(selected.size());
+        if (state == Qt::PartiallyChecked)
+            continue;
+        const QString& value = index->key(row);
+        if (value == QLatin1String("AE"))
+            continue;
+        auto at = positions.find(value);
+        const bool held = at != positions.end() && at->second < at->first.size();
+        if (state == Qt::Checked && !held) {
+            if (at == positions.end())
+                at = positions.insert(value, {});
+            at->first.append(selected.size());
             selected.append(value);
             removed.append(false);
-        } else if (state == Qt::Unchecked && !at.isEmpty()) {
-            removed[at.takeFirst()] = true;
+        } else if (state == Qt::Unchecked && held) {
+            removed[at->first.at(at->second++)] = true;
         }
     }
     QVector<QString> kept;

@@ -152,6 +152,9 @@ private:
     QRect m_viewRect;
     QRectF m_applicationRect;
     QRectF m_grid;
+    // screenRect(), made when either rectangle is set: every window asks for
+    // it each time the widget is resized.
+    QRect m_screenRect;
 };
 
 } // namespace kq

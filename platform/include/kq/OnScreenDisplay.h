@@ -34,6 +34,7 @@ namespace kq {
 
 class OnScreenDisplay;
 class OnScreenDisplayPrivate;
+struct OnScreenPicture;
 
 // A rectangle of a control, in widget pixels.
 class KQPLATFORM_EXPORT OnScreenRect {
@@ -100,6 +101,8 @@ public:
     // Sets the polygon; a control repaints. Emits nothing. The control's
     // rectangle is not changed (the owner sets it with setRect).
     void setPolygon(const QPolygon& polygon);
+    // The same, taking the points over from polygon.
+    void setPolygon(QPolygon&& polygon);
     QPolygon polygon() const { return m_polygon; }
     void setColor(const QColor& color);
     QColor color() const { return m_color; }
@@ -209,7 +212,9 @@ protected:
     // Moves by delta within the bounds; true if it moved.
     virtual bool nudge(const QPoint& delta);
 
-    // Repaints the drawing widget.
+    // Asks for a repaint of the drawing widget. While the control is held by
+    // a display whose drawing widget it is drawn on, requests made before
+    // that widget's next paint event ask once.
     void repaint();
     // pos clamped into the bounds' bounding rectangle (pos itself if unbounded).
     QPoint boundedPoint(const QPoint& pos) const;
@@ -240,6 +245,16 @@ public:
     virtual bool hasExtent() const;
 
     QRect area() const override;
+    // Draws the fill, the outline and, while selected, the resize handles.
+    // On a raster painter that maps to whole device pixels (an integer
+    // translation at most), at full opacity, with source-over composition,
+    // without a clip of its own and without antialiasing, a control that
+    // lies within the device and the region being painted keeps what it drew
+    // as an image and draws that image again while its rectangle, colours,
+    // flags, modes and the painter's render hints stay the same: the pixels
+    // are the same as drawing anew, the 1-pixel outlines (slow in the raster
+    // engine) are not stroked again. A control larger than 512 x 512 pixels
+    // (with its handles) is always drawn anew.
     void paint(QPainter& painter) const override;
     bool hitTest(const QPoint& pos) const override;
 
@@ -280,6 +295,10 @@ protected:
     QVector<QPoint> handlePositions() const;
     QColor currentFill(const QColor& normal) const;
 
+    // What paint() drew last, reused while everything it was drawn from stays
+    // the same (see paint()).
+    mutable std::unique_ptr<OnScreenPicture> m_picture;
+
     QPoint m_anchor; // press position of the current gesture
     QRect m_startRect; // rect() when the current drag began
     QPoint m_grabOffset; // from the dragged handle to the press position
@@ -304,6 +323,11 @@ public:
 
     bool hasExtent() const override;
     QRect area() const override;
+    // Draws the polygon (filled when Closed, outlined with Outline) and,
+    // while selected, its vertex handles; kept as an image between paints as
+    // OnScreenRectControl::paint() says (any antialiasing hint of the
+    // painter aside: polygons are always drawn without). While being drawn
+    // by the user it is drawn anew each time.
     void paint(QPainter& painter) const override;
     bool hitTest(const QPoint& pos) const override;
 
@@ -332,7 +356,8 @@ private:
 class KQPLATFORM_EXPORT OnScreenPushControl : public OnScreenControl {
     Q_OBJECT
 public:
-    // icon / pressedIcon: image files (resource paths allowed); an icon that
+    // icon / pressedIcon: image files (resource paths allowed), read once per
+    // process and path (later changes to a file are not seen); an icon that
     // cannot be loaded is drawn as a 16 x 16 box with a cross. corner: the
     // buddy corner the icon's same corner is placed at (horizontal: left,
     // right or centre; vertical: top, bottom or centre; none given: left,
@@ -410,12 +435,16 @@ public:
     // and the display is enabled, the first control is drawn by the gesture
     // that press began (see OnScreenControl::beginDrawing) and is selected
     // when the gesture ends with a shape; any other event, or null, just adds.
+    // Adding takes the same time however many controls are held.
     void push_back(QList<kq::OnScreenControl*> controls, QEvent* event);
     // Erases every control whose QObject parent is owner (every control if
-    // owner is null), as erase() does.
+    // owner is null), as erase() does, oldest first.
     void clear(QObject* owner);
     // The rectangle and polygon controls of owner (of every owner if null),
-    // newest first.
+    // newest first. The lists are kept between calls and shared with the
+    // caller, so asking again costs no walk over the controls; they follow
+    // every push_back, erase, deletion and change of a held control's
+    // QObject parent.
     QList<kq::OnScreenRectControl*> rect_controls(QObject* owner) const;
     // The selected control if it is a rectangle or polygon control of owner
     // (any owner if null); null otherwise.
@@ -447,6 +476,10 @@ Q_SIGNALS:
 
 private:
     friend class OnScreenDisplayPrivate;
+    friend class OnScreenControl;
+    // A held control is being deleted without having been erased.
+    void controlDestroyed(kq::OnScreenControl* control);
+
     std::unique_ptr<OnScreenDisplayPrivate> d;
 };
 

@@ -28,18 +28,20 @@ public:
 
 namespace detail {
     // Text of the function signature that the option model's warning names.
-    template <class T>
-    struct OptionsSignature;
-    template <>
-    struct OptionsSignature<int> {
-        static const char* text() { return "void kq::TOptions<T>::setSelectedValue(const T&) [with T = int]"; }
+    template <class T> struct OptionsSignature;
+    template <> struct OptionsSignature<int> {
+        static const char* text()
+        {
+            return "void kq::TOptions<T>::setSelectedValue(const T&) [with T = int]";
+        }
     };
-    template <>
-    struct OptionsSignature<double> {
-        static const char* text() { return "void kq::TOptions<T>::setSelectedValue(const T&) [with T = double]"; }
+    template <> struct OptionsSignature<double> {
+        static const char* text()
+        {
+            return "void kq::TOptions<T>::setSelectedValue(const T&) [with T = double]";
+        }
     };
-    template <>
-    struct OptionsSignature<QString> {
+    template <> struct OptionsSignature<QString> {
         static const char* text()
         {
             return "void kq::TOptions<T>::setSelectedValue(const T&) [with T = QString]";
@@ -47,8 +49,7 @@ namespace detail {
     };
 }
 
-template <class T>
-class TOptions : public Options {
+template <class T> class TOptions : public Options {
 public:
     TOptions() = default;
     explicit TOptions(const QVector<T>& permitted, int selected = -1)
@@ -96,7 +97,8 @@ public:
 
     bool operator==(const TOptions& other) const
     {
-        return selectedIndex == other.selectedIndex && values == other.values && emptyValue == other.emptyValue;
+        return selectedIndex == other.selectedIndex && values == other.values
+            && emptyValue == other.emptyValue;
     }
     bool operator!=(const TOptions& other) const { return !(*this == other); }
 
@@ -104,8 +106,7 @@ public:
     T emptyValue = T();
 };
 
-template <class T>
-class TMultiOptions {
+template <class T> class TMultiOptions {
 public:
     TMultiOptions() = default;
     explicit TMultiOptions(const QVector<T>& permitted, const QVector<int>& selected = {})
@@ -132,18 +133,34 @@ public:
     // Replaces the selection; values the list does not hold are appended.
     void setSelectedValues(const QVector<T>& wanted)
     {
-        // The first position of each value, so that each wanted value costs a
-        // lookup instead of a scan (the answers are those of a scan from 0).
+        // The first position of each wanted value (the answer of a scan from
+        // 0), found in one pass over the values that looks each up among the
+        // wanted ones, usually far fewer; -1 while not found.
         QHash<T, int> first;
-        first.reserve(values.size());
-        for (int i = values.size() - 1; i >= 0; --i)
-            first.insert(values.at(i), i);
+        first.reserve(wanted.size());
+        for (const T& w : wanted)
+            first.insert(w, -1);
+        int unresolved = first.size();
+        for (int i = 0; i < values.size() && unresolved > 0; ++i) {
+            const auto it = first.find(values.at(i));
+            if (it != first.end() && *it < 0) {
+                *it = i;
+                --unresolved;
+            }
+        }
         QVector<int> indices;
         indices.reserve(wanted.size());
         for (const T& w : wanted) {
-            auto it = first.constFind(w);
-            if (it == first.cend()) {
-                it = first.insert(w, values.size());
+            const auto it = first.find(w);
+            if (it == first.end()) {
+                // A value unequal to itself (NaN) is never found: appended
+                // every time, as a scan would have it.
+                indices.append(values.size());
+                values.append(w);
+                continue;
+            }
+            if (*it < 0) {
+                *it = values.size();
                 values.append(w);
             }
             indices.append(*it);
