@@ -650,22 +650,25 @@ private:
                         .arg(plainRows.size());
             }
         }
-        if (m_tree.fetchPort() != m_plain.fetchPort())
-            return QStringLiteral("fetchPort() %1, the plain rules give %2")
-                .arg(m_tree.fetchPort())
-                .arg(m_plain.fetchPort());
-        if (m_masterSpy.count() != m_plain.masterChanges())
-            return QStringLiteral("masterPortChanged() emitted %1 times, the plain rules %2")
-                .arg(m_masterSpy.count())
-                .arg(m_plain.masterChanges());
-        if (m_tree.signalsBlocked() != m_plain.signalsBlocked())
-            return QStringLiteral("signals blocked: %1, the plain rules: %2")
-                .arg(m_tree.signalsBlocked())
-                .arg(m_plain.signalsBlocked());
-        if (m_tree.isEnabled() != m_plain.isEnabled())
-            return QStringLiteral("enabled: %1, the plain rules: %2")
-                .arg(m_tree.isEnabled())
-                .arg(m_plain.isEnabled());
+        const struct {
+            const char* what;
+            int value;
+            int plain;
+        } values[] = {
+            { "fetchPort()", m_tree.fetchPort(), m_plain.fetchPort() },
+            { "masterPortChanged() emitted", int(m_masterSpy.count()), m_plain.masterChanges() },
+            { "signals blocked", m_tree.signalsBlocked(), m_plain.signalsBlocked() },
+            { "enabled", m_tree.isEnabled(), m_plain.isEnabled() },
+            { "column 0 width", m_tree.columnWidth(0), m_plain.columnWidth(0) },
+            { "column 1 width", m_tree.columnWidth(1), m_plain.columnWidth(1) },
+        };
+        for (const auto& v : values) {
+            if (v.value != v.plain)
+                return QStringLiteral("%1: %2, the plain rules give %3")
+                    .arg(QLatin1String(v.what))
+                    .arg(v.value)
+                    .arg(v.plain);
+        }
         // Writing back changes nothing for a node the tree remembers, so
         // every such node's list is compared after every step.
         for (auto it = m_loaded.cbegin(); it != m_loaded.cend(); ++it) {
@@ -676,13 +679,6 @@ private:
             if (written != plainWritten)
                 return QStringLiteral("%1 is written [%2], the plain rules write [%3]")
                     .arg(it.key(), written.join(QLatin1Char(' ')), plainWritten.join(QLatin1Char(' ')));
-        }
-        for (int column = 0; column < 2; ++column) {
-            if (m_tree.columnWidth(column) != m_plain.columnWidth(column))
-                return QStringLiteral("column %1 is %2 pixels wide, the plain rules make it %3")
-                    .arg(column)
-                    .arg(m_tree.columnWidth(column))
-                    .arg(m_plain.columnWidth(column));
         }
         return QString();
     }
