@@ -18,7 +18,6 @@
 #include <QTreeWidgetItemIterator>
 
 #include <algorithm>
-#include <limits>
 #include <set>
 
 namespace kqgui {
@@ -76,9 +75,67 @@ namespace {
             row->data(kPortColumn, Qt::UserRole).toInt() };
     }
 
+    // The port written for an entry: the same digits as QString("%1").arg().
+    QString portText(int port) { return QString::number(port); }
+
     QString entryText(const IpPortTreeWidget::Entry& entry)
     {
-        return entry.first + QLatin1Char(':') + QStringLiteral("%1").arg(entry.second);
+        return entry.first + QLatin1Char(':') + portText(entry.second);
+    }
+
+    // The next entry separator at or after `from`: ":" or "%3A" (upper-case
+    // A only). Answers its position, or -1, and sets `length` to its length.
+    // The two separators start with different characters, so they never
+    // compete for the same place.
+    int nextSeparator(QStringView text, int from, int* length)
+    {
+        for (int i = from; i < text.size(); ++i) {
+            const QChar c = text.at(i);
+            if (c == QLatin1Char(':')) {
+                *length = 1;
+                return i;
+            }
+            if (c == QLatin1Char('%') && i + 2 < text.size() && text.at(i + 1) == QLatin1Char('3')
+                && text.at(i + 2) == QLatin1Char('A')) {
+                *length = 3;
+                return i;
+            }
+        }
+        return -1;
+    }
+
+    // A port text read as QString::toInt() in base 10 reads it (0 when it is
+    // not a number). Plain digits, the usual case, are read in place; nine
+    // digits cannot overflow an int.
+    int portNumber(QStringView text)
+    {
+        if (text.isEmpty() || text.size() > 9)
+            return text.toString().toInt(nullptr, 10);
+        int value = 0;
+        for (const QChar c : text) {
+            if (c < QLatin1Char('0') || c > QLatin1Char('9'))
+                return text.toString().toInt(nullptr, 10);
+            value = value * 10 + (c.unicode() - '0');
+        }
+        return value;
+    }
+
+    // Reads an entry text as splitIpPort() splits it: exactly one separator
+    // makes an entry (address before it, port after it); any other count
+    // answers false.
+    bool readEntry(const QString& text, IpPortTreeWidget::Entry* entry)
+    {
+        int length = 0;
+        const int at = nextSeparator(text, 0, &length);
+        if (at < 0)
+            return false;
+        const int portStart = at + length;
+        int ignored = 0;
+        if (nextSeparator(text, portStart, &ignored) >= 0)
+            return false;
+        entry->first = text.left(at);
+        entry->second = portNumber(QStringView(text).mid(portStart));
+        return true;
     }
 
     // Blocks an object's signals for a scope and puts back the state it found,
@@ -120,11 +177,15 @@ namespace {
     // (top to bottom, children after their parent). Rows appended at the top
     // level and data changes are taken in as they come; any other structural
     // change marks the table stale and the next question rebuilds it from the
-    // tree. It also keeps, per entry, how many loaded nodes hold it, from
-    // which the entries common to all nodes follow without going through
-    // every node's list again.
+    // tree. Rows that update() has made but not yet added to the tree are
+    // known as pending and answer lookups like the rows already there. The
+    // table also keeps, per entry, how many loaded nodes hold it, from which
+    // the entries common to all nodes follow without going through every
+    // node's list again.
     class RowTable : public QObject {
     public:
+        using Entry = IpPortTreeWidget::Entry;
+
         explicit RowTable(QTreeWidget* tree)
             : QObject(tree)
             , m_tree(tree)
@@ -150,36 +211,63 @@ namespace {
         }
 
         // The first row holding the committed entry, or -1.
-        int first(const IpPortTreeWidget::Entry& entry)
+        int first(const Entry& entry)
         {
             refresh();
             const auto it = m_rowsOf.constFind(entry);
-            return it == m_rowsOf.cend() ? -1 : it->first();
+            return it == m_rowsOf.cend() ? -1 : it->first;
         }
 
-        // Sets column 0 of every row up to `last` (inclusive) that is not
-        // partially checked to partially checked, top to bottom: what a walk
-        // from the top that sets each row it passes does, without passing the
-        // rows that are partially checked already (setting them changes
-        // nothing).
-        void makePartialUpTo(int last)
+        // Takes in a row that the caller has made and will append to the top
+        // level of the tree (with addTopLevelItems(), in the order given
+        // here). Answers its row number.
+        int addPending(QTreeWidgetItem* item)
         {
-            int from = 0;
-            for (;;) {
-                refresh();
-                const auto it = m_notPartial.lower_bound(from);
-                if (it == m_notPartial.end() || *it > last)
-                    return;
-                const int row = *it;
-                from = row + 1;
-                m_items.at(row)->setCheckState(kAddressColumn, Qt::PartiallyChecked);
+            refresh();
+            m_pending.append(item);
+            append(item);
+            return m_rows.size() - 1;
+        }
+
+        // True when no row has children: then row numbers are top-level
+        // indexes, and a row's check state is its own (not one derived from
+        // children).
+        bool isFlat()
+        {
+            refresh();
+            return m_flat;
+        }
+
+        // The coverage a load leaves in a flat tree: the rows in `checked`
+        // checked, every other row partially checked. Only rows whose state
+        // differs are set, so the rows that keep their state see no change
+        // at all (setting a state and then setting the old one back would
+        // end the same, with two more model notifications per row).
+        void setCoverage(QVector<int> checked)
+        {
+            refresh();
+            std::sort(checked.begin(), checked.end());
+            QVector<QTreeWidgetItem*> toPartial;
+            for (int row : m_notPartial) {
+                if (!std::binary_search(checked.cbegin(), checked.cend(), row))
+                    toPartial.append(m_items.at(row));
             }
+            QVector<QTreeWidgetItem*> toChecked;
+            for (int row : qAsConst(checked)) {
+                if (m_rows.at(row).check != Qt::Checked)
+                    toChecked.append(m_items.at(row));
+            }
+            // Collected first: each change comes back through onDataChanged.
+            for (QTreeWidgetItem* item : qAsConst(toPartial))
+                item->setCheckState(kAddressColumn, Qt::PartiallyChecked);
+            for (QTreeWidgetItem* item : qAsConst(toChecked))
+                item->setCheckState(kAddressColumn, Qt::Checked);
         }
 
         // The rows a node's list is written from, top to bottom: checked rows,
-        // and partially checked rows whose entry `has` accepts; never a row
-        // showing a placeholder. `has` is asked nothing when no row is
-        // partially checked.
+        // and partially checked rows whose entry is in the list `has`
+        // answers; never a row showing a placeholder. `has` is asked nothing
+        // when no row is partially checked.
         template <class Has> QVector<int> rowsToWrite(Has has)
         {
             refresh();
@@ -194,45 +282,81 @@ namespace {
             for (int row : m_placeholders)
                 partialPlaceholders += m_rows.at(row).check == Qt::PartiallyChecked ? 1 : 0;
             const bool anyPartial = int(m_rows.size() - m_notPartial.size()) > partialPlaceholders;
-            if (anyPartial) {
-                const QList<IpPortTreeWidget::Entry>& entries = has();
-                const QSet<IpPortTreeWidget::Entry> distinct(entries.cbegin(), entries.cend());
-                for (const IpPortTreeWidget::Entry& entry : distinct) {
-                    for (int row : m_rowsOf.value(entry)) {
-                        const Row& r = m_rows.at(row);
-                        if (r.check == Qt::PartiallyChecked && !r.placeholder)
-                            rows.append(row);
-                    }
-                }
+            if (!anyPartial)
+                return rows;
+            const int checkedCount = rows.size();
+            const QList<Entry>& entries = has();
+            for (const Entry& entry : entries) {
+                const auto it = m_rowsOf.constFind(entry);
+                if (it == m_rowsOf.cend())
+                    continue;
+                appendIfPartial(it->first, &rows);
+                for (int row : it->more)
+                    appendIfPartial(row, &rows);
             }
-            std::sort(rows.begin(), rows.end());
+            // The list may name an entry more than once.
+            std::sort(rows.begin() + checkedCount, rows.end());
+            rows.erase(std::unique(rows.begin() + checkedCount, rows.end()), rows.end());
+            std::inplace_merge(rows.begin(), rows.begin() + checkedCount, rows.end());
             return rows;
         }
 
-        const IpPortTreeWidget::Entry& entryAt(int row) const { return m_rows.at(row).entry; }
+        // The text a row is written as, made once per committed entry.
+        const QString& textAt(int row)
+        {
+            Row& r = m_rows[row];
+            if (r.text.isNull())
+                r.text = entryText(r.entry);
+            return r.text;
+        }
         QTreeWidgetItem* itemAt(int row) const { return m_items.at(row); }
 
-        // Node counts: the node's entries replace `before`.
-        void countNode(
-            const QSet<IpPortTreeWidget::Entry>& before, const QSet<IpPortTreeWidget::Entry>& after)
+        // Node counts. Between beginNode() and the next beginNode(), a node's
+        // entries are counted once each however often its list names them.
+        void beginNode() { ++m_stamp; }
+        // Counts the entry out of the node loaded before; it is in one node
+        // fewer.
+        void countOut(const Entry& entry)
         {
-            for (const auto& entry : before) {
-                if (!after.contains(entry) && --m_nodesWith[entry] <= 0)
-                    m_nodesWith.remove(entry);
-            }
-            for (const auto& entry : after) {
-                if (!before.contains(entry))
-                    ++m_nodesWith[entry];
+            const auto it = m_nodesWith.find(entry);
+            if (it != m_nodesWith.end() && it->stamp != m_stamp) {
+                it->stamp = m_stamp;
+                --it->nodes;
             }
         }
-        int nodesWith(const IpPortTreeWidget::Entry& entry) const { return m_nodesWith.value(entry); }
+        struct Counted {
+            int nodes = 0; // nodes holding the entry now; 0: counted already
+            bool firstLoad = false; // the entry was never loaded before
+        };
+        // Counts the entry into the node being loaded.
+        Counted countIn(const Entry& entry)
+        {
+            Coverage& c = m_nodesWith[entry];
+            if (c.stamp == m_stamp)
+                return {};
+            c.stamp = m_stamp;
+            const bool firstLoad = !c.loaded;
+            c.loaded = true;
+            return { ++c.nodes, firstLoad };
+        }
         void forgetNodes() { m_nodesWith.clear(); }
 
     private:
         struct Row {
-            IpPortTreeWidget::Entry entry;
+            Entry entry;
             int check = Qt::Unchecked;
             bool placeholder = false;
+            QString text; // the written form, made when first written
+        };
+        // The rows holding one entry: the first, and the others in order.
+        struct Rows {
+            int first = -1;
+            QVector<int> more;
+        };
+        struct Coverage {
+            int nodes = 0;
+            quint32 stamp = 0;
+            bool loaded = false;
         };
 
         static Row read(const QTreeWidgetItem* item)
@@ -244,11 +368,25 @@ namespace {
             return row;
         }
 
+        void appendIfPartial(int row, QVector<int>* rows) const
+        {
+            const Row& r = m_rows.at(row);
+            if (r.check == Qt::PartiallyChecked && !r.placeholder)
+                rows->append(row);
+        }
+
         void add(int row)
         {
             const Row& r = m_rows.at(row);
-            QVector<int>& rows = m_rowsOf[r.entry];
-            rows.insert(std::lower_bound(rows.begin(), rows.end(), row), row);
+            const auto it = m_rowsOf.find(r.entry);
+            if (it == m_rowsOf.end()) {
+                m_rowsOf.insert(r.entry, Rows { row, {} });
+            } else if (row < it->first) {
+                it->more.prepend(it->first);
+                it->first = row;
+            } else {
+                it->more.insert(std::lower_bound(it->more.begin(), it->more.end(), row), row);
+            }
             if (r.check != Qt::PartiallyChecked)
                 m_notPartial.insert(row);
             if (r.check == Qt::Checked)
@@ -262,9 +400,12 @@ namespace {
             const Row& r = m_rows.at(row);
             const auto it = m_rowsOf.find(r.entry);
             if (it != m_rowsOf.end()) {
-                it->removeOne(row);
-                if (it->isEmpty())
+                if (it->first != row)
+                    it->more.removeOne(row);
+                else if (it->more.isEmpty())
                     m_rowsOf.erase(it);
+                else
+                    it->first = it->more.takeFirst();
             }
             m_notPartial.erase(row);
             m_checked.erase(row);
@@ -273,7 +414,8 @@ namespace {
 
         void append(QTreeWidgetItem* item)
         {
-            m_positionOf.insert(item, m_rows.size());
+            if (!m_flat)
+                m_positionOf.insert(item, m_rows.size());
             m_items.append(item);
             m_rows.append(read(item));
             add(m_rows.size() - 1);
@@ -288,8 +430,20 @@ namespace {
             m_notPartial.clear();
             m_checked.clear();
             m_placeholders.clear();
+            m_flat = true;
+            for (int i = 0; i < m_tree->topLevelItemCount() && m_flat; ++i)
+                m_flat = m_tree->topLevelItem(i)->childCount() == 0;
             for (QTreeWidgetItemIterator it(m_tree); *it; ++it)
                 append(*it);
+            // Pending rows not in the tree yet keep their places after it.
+            const QVector<QTreeWidgetItem*> pending = m_pending;
+            m_pending.clear();
+            for (QTreeWidgetItem* item : pending) {
+                if (!item->treeWidget()) {
+                    m_pending.append(item);
+                    append(item);
+                }
+            }
             m_stale = false;
         }
 
@@ -303,9 +457,23 @@ namespace {
 
         void onRowsInserted(const QModelIndex& parent, int first, int last)
         {
+            if (m_stale)
+                return;
+            const int count = last - first + 1;
             // Childless rows appended at the top level come last in the walk.
-            if (m_stale || parent.isValid() || first != m_tree->topLevelItemCount() - (last - first + 1)) {
+            if (parent.isValid() || first != m_tree->topLevelItemCount() - count) {
                 m_stale = true;
+                return;
+            }
+            if (!m_pending.isEmpty()) {
+                // The pending rows arriving, as they were announced.
+                bool announced = count == m_pending.size();
+                for (int i = 0; announced && i < count; ++i)
+                    announced = m_tree->topLevelItem(first + i) == m_pending.at(i);
+                if (announced)
+                    m_pending.clear();
+                else
+                    m_stale = true;
                 return;
             }
             for (int i = first; i <= last; ++i) {
@@ -331,12 +499,15 @@ namespace {
             }
             for (int i = topLeft.row(); i <= bottomRight.row(); ++i) {
                 QTreeWidgetItem* item = m_tree->topLevelItem(i);
-                const auto it = m_positionOf.constFind(item);
-                if (!item || it == m_positionOf.cend()) {
+                int row = i;
+                if (!m_flat) {
+                    const auto it = m_positionOf.constFind(item);
+                    row = it == m_positionOf.cend() ? -1 : *it;
+                }
+                if (!item || row < 0 || row >= m_items.size() || m_items.at(row) != item) {
                     m_stale = true;
                     return;
                 }
-                const int row = *it;
                 remove(row);
                 m_rows[row] = read(item);
                 add(row);
@@ -345,14 +516,19 @@ namespace {
 
         QTreeWidget* m_tree;
         bool m_stale = true;
+        bool m_flat = true;
         QVector<QTreeWidgetItem*> m_items;
         QVector<Row> m_rows;
+        QVector<QTreeWidgetItem*> m_pending;
+        // Row numbers of top-level items, kept only while some row has
+        // children (otherwise the top-level index is the row number).
         QHash<QTreeWidgetItem*, int> m_positionOf;
-        QHash<IpPortTreeWidget::Entry, QVector<int>> m_rowsOf;
+        QHash<Entry, Rows> m_rowsOf;
         std::set<int> m_notPartial;
         std::set<int> m_checked;
         std::set<int> m_placeholders;
-        QHash<IpPortTreeWidget::Entry, int> m_nodesWith;
+        QHash<Entry, Coverage> m_nodesWith;
+        quint32 m_stamp = 0;
     };
 
     // Sizes the tree's columns to their contents (column 0 then 20 pixels
@@ -488,24 +664,15 @@ IpPortTreeWidget::~IpPortTreeWidget()
 
 QStringList IpPortTreeWidget::splitIpPort(QString& entry)
 {
-    // Cuts at every ":" and every "%3A" (upper-case A only), left to right,
-    // keeping empty parts: what splitting at the regular expression "%3A|:"
-    // gives (the two separators start with different characters, so they
-    // never compete), without building and running a regular expression for
-    // every entry.
+    // What splitting at the regular expression "%3A|:" gives, keeping empty
+    // parts, without building and running a regular expression for every
+    // entry.
     QStringList parts;
     int start = 0;
-    for (int i = 0; i < entry.size();) {
-        const int separator = entry.at(i) == QLatin1Char(':')      ? 1
-            : QStringView(entry).mid(i, 3) == QLatin1String("%3A") ? 3
-                                                                   : 0;
-        if (separator == 0) {
-            ++i;
-            continue;
-        }
-        parts.append(entry.mid(start, i - start));
-        i += separator;
-        start = i;
+    int length = 0;
+    for (int at = nextSeparator(entry, 0, &length); at >= 0; at = nextSeparator(entry, start, &length)) {
+        parts.append(entry.mid(start, at - start));
+        start = at + length;
     }
     parts.append(entry.mid(start));
     return parts;
@@ -550,59 +717,87 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
     ColumnSizer& sizer = ColumnSizer::of(this);
     sizer.beginUpdate();
     RowTable& table = RowTable::of(this);
+
+    // The node's earlier entries leave the per-entry node counts.
+    const auto earlier = nodeEntries.constFind(nodeId);
+    if (earlier != nodeEntries.cend()) {
+        table.beginNode();
+        for (const Entry& entry : *earlier)
+            table.countOut(entry);
+    }
+    table.beginNode();
+
+    const ListProperty::ValueType& texts = property->value();
     QList<Entry> entries;
-    for (QString text : property->value()) {
-        const QStringList parts = splitIpPort(text);
-        if (parts.size() != 2)
+    entries.reserve(texts.size());
+    // This node's entries, each once, with its first row and the number of
+    // nodes holding it.
+    QVector<QPair<int, int>> distinct;
+    QVector<Entry> distinctEntries;
+    // New rows are added to the tree together, and before a row becomes
+    // master (which needs it in the tree).
+    QList<QTreeWidgetItem*> created;
+    for (const QString& text : texts) {
+        Entry entry;
+        if (!readEntry(text, &entry))
             continue;
-        const Entry entry(parts.at(0), parts.at(1).toInt(nullptr, 10));
         entries.append(entry);
-        if (table.first(entry) >= 0)
-            continue;
+        const RowTable::Counted counted = table.countIn(entry);
+        if (counted.firstLoad)
+            allEntries.insert(entry);
 
-        auto* row = new QTreeWidgetItem(QStringList { entry.first, QStringLiteral("%1").arg(entry.second) });
-        row->setData(kAddressColumn, Qt::UserRole, entry.first);
-        row->setData(kPortColumn, Qt::UserRole, entry.second);
-        row->setCheckState(kAddressColumn, Qt::PartiallyChecked);
-        addTopLevelItem(row);
-
-        if (!masterItem
-            && localAddresses.contains(kq::IPAddress(row->data(kAddressColumn, Qt::UserRole).toString())))
-            setAsMaster(row);
+        int row = table.first(entry);
+        if (row < 0) {
+            auto* item = new QTreeWidgetItem(QStringList { entry.first, portText(entry.second) });
+            item->setData(kAddressColumn, Qt::UserRole, entry.first);
+            item->setData(kPortColumn, Qt::UserRole, entry.second);
+            item->setCheckState(kAddressColumn, Qt::PartiallyChecked);
+            created.append(item);
+            row = table.addPending(item);
+            // Whether the address equals any of the local ones: the order of
+            // comparing does not change the answer.
+            if (!masterItem && localAddresses.contains(kq::IPAddress(entry.first))) {
+                addTopLevelItems(created);
+                created.clear();
+                setAsMaster(item);
+            }
+        }
+        if (counted.nodes > 0) {
+            distinct.append({ row, counted.nodes });
+            distinctEntries.append(entry);
+        }
     }
-
-    // Coverage is recomputed from the loaded lists alone, overriding what the
-    // user or insertItem() set.
-    table.makePartialUpTo(std::numeric_limits<int>::max());
-
-    // The node's entries replace its earlier ones in the per-entry node
-    // counts; an entry is common when every loaded node holds it (a node
-    // remembered with an empty list holds none), and all common entries are
-    // among this node's.
-    const QSet<Entry> nodeSet(entries.cbegin(), entries.cend());
-    const QList<Entry> before = nodeEntries.value(nodeId);
-    table.countNode(QSet<Entry>(before.cbegin(), before.cend()), nodeSet);
+    if (!created.isEmpty())
+        addTopLevelItems(created);
     nodeEntries.insert(nodeId, entries);
-    commonEntries.clear();
-    for (const Entry& entry : nodeSet) {
-        if (table.nodesWith(entry) == nodeEntries.size())
-            commonEntries.insert(entry);
-    }
-    // Every node's entries were united in when it was loaded.
-    allEntries.unite(nodeSet);
 
-    QVector<int> common;
-    for (const Entry& entry : qAsConst(commonEntries)) {
-        const int row = table.first(entry);
-        if (row >= 0)
-            common.append(row);
+    // An entry is common when every loaded node holds it (a node remembered
+    // with an empty list holds none), so all common entries are among this
+    // node's. Each update recomputes the coverage from the loaded lists
+    // alone, overriding what the user or insertItem() set: the first row of
+    // a common entry checked, every other row partially checked.
+    commonEntries.clear();
+    QVector<int> commonRows;
+    for (int i = 0; i < distinct.size(); ++i) {
+        if (distinct.at(i).second == nodeEntries.size()) {
+            commonEntries.insert(distinctEntries.at(i));
+            commonRows.append(distinct.at(i).first);
+        }
     }
-    std::sort(common.begin(), common.end());
-    QVector<QTreeWidgetItem*> commonRows;
-    for (int row : common)
-        commonRows.append(table.itemAt(row));
-    for (QTreeWidgetItem* row : commonRows)
-        row->setCheckState(kAddressColumn, Qt::Checked);
+    if (table.isFlat()) {
+        table.setCoverage(commonRows);
+    } else {
+        // Rows with children may take their check state from them, and
+        // checking a row can check its children: every row is set, as
+        // plainly as that reads.
+        QVector<QTreeWidgetItem*> commonItems;
+        for (int row : qAsConst(commonRows))
+            commonItems.append(table.itemAt(row));
+        for (QTreeWidgetItemIterator it(this); *it; ++it)
+            (*it)->setCheckState(kAddressColumn, Qt::PartiallyChecked);
+        for (QTreeWidgetItem* item : qAsConst(commonItems))
+            item->setCheckState(kAddressColumn, Qt::Checked);
+    }
 
     sizer.endUpdate();
 }
@@ -616,15 +811,16 @@ void IpPortTreeWidget::setConfigSessionProperty(ListProperty* property, QString 
     ColumnSizer::flush(this);
     if (!property)
         return;
-    ListProperty::ValueType& list = property->value();
-    list.clear();
     RowTable& table = RowTable::of(this);
     // operator[] on purpose: a node never loaded gets an empty list when a
     // partially checked row asks for it, which then takes part in the next
     // update()'s common entries.
     const QVector<int> rows = table.rowsToWrite([&]() -> const QList<Entry>& { return nodeEntries[nodeId]; });
+    ListProperty::ValueType& list = property->value();
+    list.clear();
+    list.reserve(rows.size());
     for (int row : rows)
-        list.append(entryText(table.entryAt(row)));
+        list.append(table.textAt(row));
 }
 
 void IpPortTreeWidget::wigdetItemChanged(QTreeWidgetItem* item, int)

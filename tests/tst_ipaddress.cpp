@@ -42,6 +42,19 @@ private Q_SLOTS:
         QTest::newRow("trailing text") << "10.0.0.1x" << 0 << "10.0.0.1x";
         QTest::newRow("word") << "camera" << 0 << "camera";
         QTest::newRow("empty") << "" << 0 << "";
+        QTest::newRow("zero octets with leading zeros") << "00.000.0.00" << 4 << "0.0.0.0";
+        QTest::newRow("leading zero in the last octet") << "1.2.3.04" << 4 << "1.2.3.4";
+        QTest::newRow("three-digit octets kept") << "100.200.250.199" << 4 << "100.200.250.199";
+        QTest::newRow("line break around") << "\n10.0.0.1\r\n" << 4 << "10.0.0.1";
+        QTest::newRow("trailing dot") << "1.2.3.4." << 0 << "1.2.3.4.";
+        QTest::newRow("leading dot") << ".1.2.3" << 0 << ".1.2.3";
+        QTest::newRow("blank inside") << "1.2 .3.4" << 0 << "1.2 .3.4";
+        QTest::newRow("octet 300 in the middle") << "1.300.3.4" << 0 << "1.300.3.4";
+        QTest::newRow("arabic-indic digit")
+            << QString::fromUtf8("1.2.3.\xd9\xa1") << 0 << QString::fromUtf8("1.2.3.\xd9\xa1");
+        QTest::newRow("full-width digit")
+            << QString::fromUtf8("1.2.3.\xef\xbc\x91") << 0 << QString::fromUtf8("1.2.3.\xef\xbc\x91");
+        QTest::newRow("invalid keeps its blanks") << " 1.2.3 " << 0 << " 1.2.3 ";
         QTest::newRow("ipv6 loopback") << "::1" << 6 << "::1";
         QTest::newRow("ipv6 long form") << "0:0:0:0:0:0:0:1" << 6 << "::1";
         QTest::newRow("ipv6 upper case") << "2001:DB8::1" << 6 << "2001:db8::1";
@@ -95,6 +108,10 @@ private Q_SLOTS:
                                           << "10.0.0.1" << false;
         QTest::newRow("empty vs zero address") << ""
                                                << "0.0.0.0" << false;
+        QTest::newRow("zeros vs zero address") << "000.00.0.000"
+                                               << "0.0.0.0" << true;
+        QTest::newRow("octets differ in the last place") << "10.0.0.1"
+                                                         << "10.0.0.10" << false;
     }
 
     void equality()

@@ -873,6 +873,105 @@ private Q_SLOTS:
         QCOMPARE(tree.topLevelItemCount(), 0);
     }
 
+    void writeBackFollowsCommittedEdits()
+    {
+        // The written text of a row follows its committed values, also after
+        // the row has been written once.
+        IpPortTreeWidget tree;
+        const auto a = loadNode(tree, "node-a", { "10.0.0.1:80", "10.0.0.2:81" });
+        tree.setConfigSessionProperty(a.get(), "node-a");
+        QCOMPARE(listOf(*a), (QStringList { "10.0.0.1:80", "10.0.0.2:81" }));
+
+        tree.topLevelItem(0)->setText(0, QStringLiteral("10.0.0.5"));
+        tree.topLevelItem(1)->setText(1, QStringLiteral("8081"));
+        tree.setConfigSessionProperty(a.get(), "node-a");
+        QCOMPARE(listOf(*a), (QStringList { "10.0.0.5:80", "10.0.0.2:8081" }));
+
+        // Now the first row holds an entry node-a's list does not: written
+        // while checked, not once partially checked.
+        tree.topLevelItem(0)->setCheckState(0, Qt::PartiallyChecked);
+        tree.setConfigSessionProperty(a.get(), "node-a");
+        QCOMPARE(listOf(*a), QStringList { "10.0.0.2:8081" });
+    }
+
+    void loadFindsRowsOfTheSameLoad()
+    {
+        // Rows made earlier in the same update are found by later entries,
+        // also across the row that becomes master in between.
+        kq::IPAddress::setLocalAddressesOverride({ kq::IPAddress(QStringLiteral("127.0.0.1")) });
+        IpPortTreeWidget tree;
+        QSignalSpy changed(&tree, &IpPortTreeWidget::masterPortChanged);
+        const auto a = loadNode(tree, "node-a",
+            { "10.0.0.1:80", "127.0.0.1:81", "10.0.0.1%3A80", "10.0.0.5:82", "127.0.0.1:81",
+                "127.0.0.1:83" });
+        QCOMPARE(
+            shownRows(tree), (QStringList { "10.0.0.1|80", "127.0.0.1|81", "10.0.0.5|82", "127.0.0.1|83" }));
+        QCOMPARE(checkStates(tree), (QList<int> { Qt::Checked, Qt::Checked, Qt::Checked, Qt::Checked }));
+        QCOMPARE(tree.topLevelItem(1)->toolTip(1), kMasterTooltip);
+        QCOMPARE(tree.fetchPort(), 81);
+        QCOMPARE(changed.count(), 0);
+
+        const auto b = loadNode(tree, "node-b", { "10.0.0.5:82", "10.0.0.6:84", "10.0.0.6:84" });
+        QCOMPARE(shownRows(tree),
+            (QStringList { "10.0.0.1|80", "127.0.0.1|81", "10.0.0.5|82", "127.0.0.1|83", "10.0.0.6|84" }));
+        QCOMPARE(checkStates(tree),
+            (QList<int> { Qt::PartiallyChecked, Qt::PartiallyChecked, Qt::Checked, Qt::PartiallyChecked,
+                Qt::PartiallyChecked }));
+    }
+
+    void coverageWithRowsBelowRows()
+    {
+        // Dialog code may hang rows below a row. The load walks them too, and
+        // checking a row whose children decide its state checks them.
+        IpPortTreeWidget tree;
+        const auto a = loadNode(tree, "node-a", { "10.0.0.1:80", "10.0.0.2:81" });
+        QTreeWidgetItem* parent = tree.topLevelItem(0);
+        parent->setFlags(parent->flags() | Qt::ItemIsAutoTristate);
+        auto* child = new QTreeWidgetItem(QStringList { "10.0.0.3", "82" });
+        child->setData(0, Qt::UserRole, QStringLiteral("10.0.0.3"));
+        child->setData(1, Qt::UserRole, 82);
+        child->setCheckState(0, Qt::Checked);
+        parent->addChild(child);
+
+        // node-b's 10.0.0.3:82 is the child's entry: no new row.
+        const auto b = loadNode(tree, "node-b", { "10.0.0.1:80", "10.0.0.3:82" });
+        QCOMPARE(tree.topLevelItemCount(), 2);
+        QCOMPARE(parent->checkState(0), Qt::Checked);
+        QCOMPARE(child->checkState(0), Qt::Checked);
+        QCOMPARE(tree.topLevelItem(1)->checkState(0), Qt::PartiallyChecked);
+        tree.setConfigSessionProperty(a.get(), "node-a");
+        QCOMPARE(listOf(*a), (QStringList { "10.0.0.1:80", "10.0.0.3:82", "10.0.0.2:81" }));
+        tree.setConfigSessionProperty(b.get(), "node-b");
+        QCOMPARE(listOf(*b), (QStringList { "10.0.0.1:80", "10.0.0.3:82" }));
+
+        // Only the child's entry common: the parent now shows its child's
+        // state.
+        const auto a2 = loadNode(tree, "node-a", { "10.0.0.3:82" });
+        QCOMPARE(child->checkState(0), Qt::Checked);
+        QCOMPARE(parent->checkState(0), Qt::Checked);
+        child->setCheckState(0, Qt::Unchecked);
+        QCOMPARE(parent->checkState(0), Qt::Unchecked);
+        const auto a3 = loadNode(tree, "node-a", { "10.0.0.2:81" });
+        QCOMPARE(child->checkState(0), Qt::PartiallyChecked);
+        QCOMPARE(parent->checkState(0), Qt::PartiallyChecked);
+        QCOMPARE(tree.topLevelItem(1)->checkState(0), Qt::PartiallyChecked);
+    }
+
+    void loadKeepsUnchangedRowsQuiet()
+    {
+        // A load that leaves a row's coverage as it was does not touch the
+        // row; rows whose coverage changes are set once, to their final
+        // state.
+        IpPortTreeWidget tree;
+        const auto a = loadNode(tree, "node-a", { "10.0.0.1:80", "10.0.0.2:81" });
+        QSignalSpy changes(tree.model(), &QAbstractItemModel::dataChanged);
+        const auto b = loadNode(tree, "node-b", { "10.0.0.1:80", "10.0.0.3:82" });
+        QCOMPARE(checkStates(tree), (QList<int> { Qt::Checked, Qt::PartiallyChecked, Qt::PartiallyChecked }));
+        QCOMPARE(changes.count(), 1);
+        QCOMPARE(changes.at(0).at(0).value<QModelIndex>().row(), 1);
+        QCOMPARE(changes.at(0).at(2).value<QVector<int>>(), QVector<int> { Qt::CheckStateRole });
+    }
+
     // --- editing operations ---
 
     void insertOnce()

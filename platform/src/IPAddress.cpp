@@ -15,27 +15,69 @@ namespace {
 
     // Four decimal octets of one to three digits, each at most 255. Written
     // by hand because QHostAddress also takes short and octal forms, which
-    // would make "010.0.0.1" mean 8.0.0.1.
-    bool parseDottedQuad(const QString& text, std::array<unsigned char, 16>* bytes)
+    // would make "010.0.0.1" mean 8.0.0.1. Reads the characters in place: the
+    // tree builds an address for every row it loads, so this stays free of
+    // allocations. `canonical` tells whether the text is already the
+    // canonical form (no leading zeros).
+    bool parseDottedQuad(QStringView text, std::array<unsigned char, 16>* bytes, bool* canonical)
     {
-        const QStringList parts = text.split(QLatin1Char('.'), Qt::KeepEmptyParts);
-        if (parts.size() != 4)
-            return false;
-        for (int i = 0; i < 4; ++i) {
-            const QString& part = parts.at(i);
-            if (part.isEmpty() || part.size() > 3)
-                return false;
-            int value = 0;
-            for (const QChar c : part) {
-                if (c < QLatin1Char('0') || c > QLatin1Char('9'))
+        *canonical = true;
+        int octet = 0;
+        int digits = 0;
+        int value = 0;
+        for (const QChar c : text) {
+            if (c == QLatin1Char('.')) {
+                if (digits == 0 || octet == 3)
                     return false;
-                value = value * 10 + (c.unicode() - '0');
+                (*bytes)[octet++] = static_cast<unsigned char>(value);
+                digits = 0;
+                value = 0;
+                continue;
             }
+            if (c < QLatin1Char('0') || c > QLatin1Char('9') || digits == 3)
+                return false;
+            if (digits == 1 && value == 0)
+                *canonical = false;
+            value = value * 10 + (c.unicode() - '0');
             if (value > 255)
                 return false;
-            (*bytes)[i] = static_cast<unsigned char>(value);
+            ++digits;
         }
+        if (digits == 0 || octet != 3)
+            return false;
+        (*bytes)[3] = static_cast<unsigned char>(value);
         return true;
+    }
+
+    // The text between leading and trailing white space (QChar::isSpace, as
+    // QString::trimmed() takes it).
+    QStringView trimmedView(const QString& text)
+    {
+        QStringView view(text);
+        int begin = 0;
+        int end = view.size();
+        while (begin < end && view.at(begin).isSpace())
+            ++begin;
+        while (end > begin && view.at(end - 1).isSpace())
+            --end;
+        return view.mid(begin, end - begin);
+    }
+
+    QString dottedQuadText(const std::array<unsigned char, 16>& bytes)
+    {
+        char buffer[16];
+        int length = 0;
+        for (int i = 0; i < 4; ++i) {
+            if (i > 0)
+                buffer[length++] = '.';
+            const int value = bytes[i];
+            if (value >= 100)
+                buffer[length++] = char('0' + value / 100);
+            if (value >= 10)
+                buffer[length++] = char('0' + value / 10 % 10);
+            buffer[length++] = char('0' + value % 10);
+        }
+        return QString::fromLatin1(buffer, length);
     }
 
     struct LocalOverride {
@@ -56,17 +98,20 @@ IPAddress::IPAddress() = default;
 IPAddress::IPAddress(const QString& text)
     : m_text(text)
 {
-    const QString trimmed = text.trimmed();
-    if (parseDottedQuad(trimmed, &m_bytes)) {
+    const QStringView trimmed = trimmedView(text);
+    bool canonical = false;
+    if (parseDottedQuad(trimmed, &m_bytes, &canonical)) {
         m_family = Family::IPv4;
-        m_text
-            = QStringLiteral("%1.%2.%3.%4").arg(m_bytes[0]).arg(m_bytes[1]).arg(m_bytes[2]).arg(m_bytes[3]);
+        // The common case, a canonical text without blanks, keeps the text
+        // as given.
+        if (!canonical || trimmed.size() != text.size())
+            m_text = dottedQuadText(m_bytes);
         return;
     }
     m_bytes.fill(0);
     if (!trimmed.contains(QLatin1Char(':')))
         return;
-    const QHostAddress host(trimmed);
+    const QHostAddress host(trimmed.toString());
     if (host.protocol() != QAbstractSocket::IPv6Protocol)
         return;
     const Q_IPV6ADDR v6 = host.toIPv6Address();
