@@ -3,9 +3,11 @@
 #include <kq/NodeDB.h>
 
 #include <QAction>
+#include <QApplication>
 #include <QContextMenuEvent>
 #include <QCoreApplication>
 #include <QFile>
+#include <QHash>
 #include <QHeaderView>
 #include <QIcon>
 #include <QIntValidator>
@@ -15,7 +17,9 @@
 #include <QPixmap>
 #include <QRegularExpression>
 #include <QRegularExpressionValidator>
+#include <QStyle>
 #include <QTreeWidgetItemIterator>
+#include <QVector>
 
 #include <algorithm>
 #include <set>
@@ -531,6 +535,90 @@ namespace {
         quint32 m_stamp = 0;
     };
 
+    // The sizes measured during one column-sizing pass of one tree, so that
+    // cells that look the same are laid out once: the port column repeats a
+    // handful of values over thousands of rows, and entries shared by many
+    // nodes repeat too. Two cells look the same when every field of their
+    // style option but the model index agrees; the style draws from those
+    // fields alone. Kept for one pass only: between passes the style, the
+    // fonts or the palette may change.
+    class SizeMemo {
+    public:
+        explicit SizeMemo(const QWidget* view)
+            : m_view(view)
+            , m_outer(s_active)
+        {
+            s_active = this;
+        }
+        ~SizeMemo() { s_active = m_outer; }
+        SizeMemo(const SizeMemo&) = delete;
+        SizeMemo& operator=(const SizeMemo&) = delete;
+
+        // The memo of the pass running for `view`, or null.
+        static SizeMemo* activeFor(const QWidget* view)
+        {
+            return s_active && s_active->m_view == view ? s_active : nullptr;
+        }
+
+        const QSize* find(const QStyleOptionViewItem& option) const
+        {
+            const auto bucket = m_sizes.constFind(keyOf(option));
+            if (bucket == m_sizes.cend())
+                return nullptr;
+            for (const Measured& measured : *bucket) {
+                if (sameLook(measured.option, option))
+                    return &measured.size;
+            }
+            return nullptr;
+        }
+        void insert(const QStyleOptionViewItem& option, QSize size)
+        {
+            m_sizes[keyOf(option)].append(Measured { option, size });
+        }
+
+    private:
+        struct Measured {
+            QStyleOptionViewItem option;
+            QSize size;
+        };
+
+        static uint keyOf(const QStyleOptionViewItem& option)
+        {
+            return qHash(option.text) ^ (uint(option.features) << 8) ^ uint(option.checkState)
+                ^ (uint(option.rect.width()) << 16);
+        }
+        static uint resolveMask(const QFont& font)
+        {
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+            return uint(font.resolveMask());
+#else
+            return font.resolve();
+#endif
+        }
+        static bool sameLook(const QStyleOptionViewItem& a, const QStyleOptionViewItem& b)
+        {
+            return a.type == b.type && a.version == b.version && a.text == b.text
+                && a.features == b.features && a.checkState == b.checkState && a.state == b.state
+                && a.rect == b.rect && a.direction == b.direction
+                && a.icon.cacheKey() == b.icon.cacheKey() && a.decorationSize == b.decorationSize
+                && a.decorationPosition == b.decorationPosition
+                && a.decorationAlignment == b.decorationAlignment
+                && a.displayAlignment == b.displayAlignment && a.textElideMode == b.textElideMode
+                && a.showDecorationSelected == b.showDecorationSelected
+                && a.viewItemPosition == b.viewItemPosition && a.font == b.font
+                && resolveMask(a.font) == resolveMask(b.font) && a.fontMetrics == b.fontMetrics
+                && (a.palette.cacheKey() == b.palette.cacheKey() || a.palette == b.palette)
+                && a.backgroundBrush == b.backgroundBrush && a.locale == b.locale
+                && a.widget == b.widget && a.styleObject == b.styleObject;
+        }
+
+        static SizeMemo* s_active;
+        const QWidget* m_view;
+        SizeMemo* m_outer;
+        QHash<uint, QVector<Measured>> m_sizes;
+    };
+    SizeMemo* SizeMemo::s_active = nullptr;
+
     // Sizes the tree's columns to their contents (column 0 then 20 pixels
     // wider) once a run of update() calls is over rather than after each:
     // Qt's sizing measures up to a thousand rows per column, which made
@@ -593,6 +681,7 @@ namespace {
             if (!m_pending || m_inUpdate)
                 return;
             m_pending = false;
+            const SizeMemo memo(m_tree);
             m_tree->resizeColumnToContents(kAddressColumn);
             m_tree->resizeColumnToContents(kPortColumn);
             m_tree->setColumnWidth(kAddressColumn, m_tree->columnWidth(kAddressColumn) + 20);
@@ -642,6 +731,27 @@ QWidget* myStyledItemDelegate::createEditor(
     else if (index.column() == kPortColumn)
         lineEdit->setValidator(new QIntValidator(kEditorPortMin, kEditorPortMax, lineEdit));
     return editor;
+}
+
+QSize myStyledItemDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const
+{
+    SizeMemo* const memo = SizeMemo::activeFor(option.widget);
+    if (!memo)
+        return QStyledItemDelegate::sizeHint(option, index);
+
+    // The base class's measuring, remembered for the rest of the pass.
+    const QVariant hint = index.data(Qt::SizeHintRole);
+    if (hint.isValid())
+        return qvariant_cast<QSize>(hint);
+    QStyleOptionViewItem opt = option;
+    initStyleOption(&opt, index);
+    if (const QSize* known = memo->find(opt))
+        return *known;
+    const QWidget* const widget = option.widget;
+    const QStyle* const style = widget ? widget->style() : QApplication::style();
+    const QSize size = style->sizeFromContents(QStyle::CT_ItemViewItem, &opt, QSize(), widget);
+    memo->insert(opt, size);
+    return size;
 }
 
 IpPortTreeWidget::IpPortTreeWidget(QWidget* parent)

@@ -57,6 +57,12 @@ public:
     /// base class makes no editor, returns null.
     QWidget* createEditor(
         QWidget* parent, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+
+    /// The base class's size hint. While an IpPortTreeWidget sizes its
+    /// columns, cells whose style options agree in every field (text, font,
+    /// check box, icon, palette, geometry...) are measured once and share the
+    /// result; at any other time every call measures anew.
+    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 };
 
 /// The IP/port list editor described in this file: rows of address and port
