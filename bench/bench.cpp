@@ -13,6 +13,13 @@
 
 #include <benchmark/benchmark.h>
 
+#if __has_include(<valgrind/callgrind.h>)
+#include <valgrind/callgrind.h>
+#define CONFIGDIALOGS_BENCH_HAS_CALLGRIND 1
+#else
+#define CONFIGDIALOGS_BENCH_HAS_CALLGRIND 0
+#endif
+
 #include <QApplication>
 #include <QComboBox>
 #include <QImage>
@@ -22,6 +29,7 @@
 #include <QTreeWidgetItemIterator>
 
 #include <algorithm>
+#include <cstring>
 #include <cstdio>
 #include <functional>
 #include <map>
@@ -30,6 +38,10 @@
 #include <vector>
 
 namespace {
+
+// A case's work for one iteration, with the widgets and data it works on
+// set up before.
+using Iteration = std::function<void()>;
 
 const auto kEventsId = static_cast<kq::EStringMultiOptionsProperty>(0x5001);
 const auto kModeId = static_cast<kq::EStringOptionsProperty>(0x5002);
@@ -143,26 +155,26 @@ kqm::smart<kq::INodeConfigSession> session(const QString& id) { return kq::NodeD
 // ---------------------------------------------------------------------------
 // list: event list over n nodes, then the write-back for each node.
 
-void listWork(benchmark::State& state)
+Iteration listWork(int n)
 {
-    const QStringList& ids = nodes(int(state.range(0)));
-    QListWidget list;
-    for (auto _ : state) {
-        kq::resetListWidget(&list, nullptr);
+    const QStringList& ids = nodes(n);
+    auto list = std::make_shared<QListWidget>();
+    return [&ids, list] {
+        kq::resetListWidget(list.get(), nullptr);
         for (const QString& id : ids)
-            kq::updateListWidget(&list, session(id), kEventsId);
+            kq::updateListWidget(list.get(), session(id), kEventsId);
         for (const QString& id : ids)
             kq::setProperty(
-                session(id)->property(kEventsId, kq::HasProperties::k_contextIndexDefault), &list);
-        benchmark::DoNotOptimize(list.count());
-    }
+                session(id)->property(kEventsId, kq::HasProperties::k_contextIndexDefault), list.get());
+        benchmark::DoNotOptimize(list->count());
+    };
 }
 
-void listBaseline(benchmark::State& state)
+Iteration listBaseline(int n)
 {
-    const int n = int(state.range(0));
-    QListWidget list;
-    for (auto _ : state) {
+    auto widget = std::make_shared<QListWidget>();
+    return [n, widget] {
+        QListWidget& list = *widget;
         list.clear();
         for (int i = 0; i < kEventValues; ++i) {
             auto* item = new QListWidgetItem(&list);
@@ -176,38 +188,39 @@ void listBaseline(benchmark::State& state)
                 list.item(i)->setData(Qt::CheckStateRole, (mix(k, i) % 4 == 0) ? Qt::Checked : Qt::Unchecked);
         }
         benchmark::DoNotOptimize(list.count());
-    }
+    };
 }
 
 // ---------------------------------------------------------------------------
 // combo: string-option combo box over n nodes, then the write-back.
 
-void comboWork(benchmark::State& state)
+Iteration comboWork(int n)
 {
-    const QStringList& ids = nodes(int(state.range(0)));
-    QComboBox box;
-    for (auto _ : state) {
+    const QStringList& ids = nodes(n);
+    auto widget = std::make_shared<QComboBox>();
+    return [&ids, widget] {
+        QComboBox& box = *widget;
         kq::resetComboBox(&box, kq::StringTranslator(nullptr));
         for (const QString& id : ids)
             kq::updateComboBox(&box, session(id), kModeId);
         for (const QString& id : ids)
             kq::setProperty(session(id), &box);
         benchmark::DoNotOptimize(box.count());
-    }
+    };
 }
 
-void comboBaseline(benchmark::State& state)
+Iteration comboBaseline(int n)
 {
-    const int n = int(state.range(0));
-    QComboBox box;
-    for (auto _ : state) {
+    auto widget = std::make_shared<QComboBox>();
+    return [n, widget] {
+        QComboBox& box = *widget;
         box.clear();
         for (int i = 0; i < kModeValues; ++i)
             box.addItem(modeValue(i), modeValue(i));
         for (int k = 0; k < n; ++k)
             benchmark::DoNotOptimize(box.findData(modeValue(int(mix(k, 3) % kModeValues)), Qt::UserRole));
         benchmark::DoNotOptimize(box.count());
-    }
+    };
 }
 
 // ---------------------------------------------------------------------------
@@ -218,26 +231,27 @@ kq::StringListProperty* targetsOf(const QString& id)
     return session(id)->property(kTargetsId, kq::HasProperties::k_contextIndexDefault);
 }
 
-void treeWork(benchmark::State& state)
+Iteration treeWork(int n)
 {
-    const QStringList& ids = nodes(int(state.range(0)));
-    kqgui::IpPortTreeWidget tree;
-    for (auto _ : state) {
+    const QStringList& ids = nodes(n);
+    auto widget = std::make_shared<kqgui::IpPortTreeWidget>();
+    return [&ids, widget] {
+        kqgui::IpPortTreeWidget& tree = *widget;
         tree.reset();
         for (const QString& id : ids)
             tree.update(targetsOf(id), id);
         for (const QString& id : ids)
             tree.setConfigSessionProperty(targetsOf(id), id);
         benchmark::DoNotOptimize(tree.topLevelItemCount());
-    }
+    };
 }
 
-void treeBaseline(benchmark::State& state)
+Iteration treeBaseline(int n)
 {
-    const int n = int(state.range(0));
-    QTreeWidget tree;
-    tree.setColumnCount(2);
-    for (auto _ : state) {
+    auto widget = std::make_shared<QTreeWidget>();
+    widget->setColumnCount(2);
+    return [n, widget] {
+        QTreeWidget& tree = *widget;
         tree.clear();
         auto addRow = [&](const QString& address, int port, Qt::CheckState check) {
             auto* row = new QTreeWidgetItem(QStringList { address, QString::number(port) });
@@ -254,7 +268,7 @@ void treeBaseline(benchmark::State& state)
                     Qt::PartiallyChecked);
         }
         benchmark::DoNotOptimize(tree.topLevelItemCount());
-    }
+    };
 }
 
 // ---------------------------------------------------------------------------
@@ -282,10 +296,11 @@ void showFrame(kq::NodeWidget& widget, const kqm::smart<kq::MemoryConfigSession>
     widget.advanceFrame();
 }
 
-void paneWork(benchmark::State& state)
+Iteration paneWork(int)
 {
     const auto session = frameSession(false);
-    kqgui::VideoMotionWindowPane pane;
+    auto widget = std::make_shared<kqgui::VideoMotionWindowPane>();
+    kqgui::VideoMotionWindowPane& pane = *widget;
     showFrame(pane, session);
     pane.setCoordinateSystem(session);
     for (int i = 0; i < kPaneWindows; ++i) {
@@ -295,22 +310,23 @@ void paneWork(benchmark::State& state)
         pane.setVMSet(0, kq::EVideoMotionSet(1 + i % 2));
     }
     pane.showOnScreenDisplay(true);
-    QImage image(pane.size(), QImage::Format_ARGB32_Premultiplied);
-    for (auto _ : state) {
-        pane.render(&image);
-        benchmark::DoNotOptimize(image.constBits());
-    }
+    auto image = std::make_shared<QImage>(pane.size(), QImage::Format_ARGB32_Premultiplied);
+    return [widget, image] {
+        widget->render(image.get());
+        benchmark::DoNotOptimize(image->constBits());
+    };
 }
 
-void paneBaseline(benchmark::State& state)
+Iteration paneBaseline(int)
 {
-    kq::NodeWidget widget(nullptr, kq::NodeWidget::ENodeViewMode(0), QColor(120, 120, 120));
-    showFrame(widget, frameSession(false));
-    QImage image(widget.size(), QImage::Format_ARGB32_Premultiplied);
-    for (auto _ : state) {
-        widget.render(&image);
-        benchmark::DoNotOptimize(image.constBits());
-    }
+    auto widget = std::make_shared<kq::NodeWidget>(
+        nullptr, kq::NodeWidget::ENodeViewMode(0), QColor(120, 120, 120));
+    showFrame(*widget, frameSession(false));
+    auto image = std::make_shared<QImage>(widget->size(), QImage::Format_ARGB32_Premultiplied);
+    return [widget, image] {
+        widget->render(image.get());
+        benchmark::DoNotOptimize(image->constBits());
+    };
 }
 
 // ---------------------------------------------------------------------------
@@ -323,38 +339,39 @@ QPolygon remapPolygon(int i)
     return QPolygon({ QPoint(x, y), QPoint(x + 30, y + 5), QPoint(x + 25, y + 30), QPoint(x + 2, y + 25) });
 }
 
-void remapWork(benchmark::State& state)
+Iteration remapWork(int)
 {
     const auto session = frameSession(true);
-    kqgui::VideoMotionWindowPane pane;
+    auto widget = std::make_shared<kqgui::VideoMotionWindowPane>();
+    kqgui::VideoMotionWindowPane& pane = *widget;
     showFrame(pane, session);
     pane.setCoordinateSystem(session);
     for (int i = 0; i < kRemapWindows; ++i)
         pane.addPolygon(remapPolygon(i), Qt::white);
     pane.show();
-    for (auto _ : state) {
-        pane.resize(1000, 600);
-        pane.resize(1280, 720);
-    }
-    benchmark::DoNotOptimize(pane.count());
+    return [widget] {
+        widget->resize(1000, 600);
+        widget->resize(1280, 720);
+        benchmark::DoNotOptimize(widget->count());
+    };
 }
 
-void remapBaseline(benchmark::State& state)
+Iteration remapBaseline(int)
 {
     const kq::SDeskewParams deskew = kq::NodeWidget::getDeskewParams(frameSession(true));
-    kq::CoordinateSystem coordinates;
-    coordinates.setApplicationRect(QRectF(0, 0, 1920, 1080));
-    coordinates.setGridSnap(QRectF(0, 0, 1.0, 1.0));
+    auto coordinates = std::make_shared<kq::CoordinateSystem>();
+    coordinates->setApplicationRect(QRectF(0, 0, 1920, 1080));
+    coordinates->setGridSnap(QRectF(0, 0, 1.0, 1.0));
     QVector<QPolygonF> polygons;
     for (int i = 0; i < kRemapWindows; ++i)
         polygons.append(QPolygonF(remapPolygon(i)));
-    for (auto _ : state) {
+    return [deskew, coordinates, polygons] {
         for (const QRect& screen : { QRect(0, 0, 1000, 600), QRect(0, 0, 1280, 720) }) {
-            coordinates.setScreenRect(screen);
-            for (const QPolygonF& polygon : qAsConst(polygons))
-                benchmark::DoNotOptimize(coordinates.mapToScreen(polygon, deskew));
+            coordinates->setScreenRect(screen);
+            for (const QPolygonF& polygon : polygons)
+                benchmark::DoNotOptimize(coordinates->mapToScreen(polygon, deskew));
         }
-    }
+    };
 }
 
 // ---------------------------------------------------------------------------
@@ -362,8 +379,8 @@ void remapBaseline(benchmark::State& state)
 
 struct Case {
     const char* name;
-    void (*work)(benchmark::State&);
-    void (*baseline)(benchmark::State&);
+    Iteration (*work)(int nodes);
+    Iteration (*baseline)(int nodes);
     double goal;
 };
 
@@ -431,31 +448,82 @@ private:
     std::map<std::string, double> m_ms;
 };
 
+// Runs one case under Google Benchmark: the set-up once, then iterations.
+void measure(benchmark::State& state, Iteration (*make)(int))
+{
+    const Iteration once = make(int(state.range(0)));
+    for (auto _ : state)
+        once();
+}
+
+// All cases as (name, nodes, work or baseline) in the order of the table.
+template <class Visit> void forEachRun(Visit visit)
+{
+    for (const Case& c : kCases) {
+        for (int n : kNodeCounts) {
+            visit(c.name, n, "work", c.work);
+            visit(c.name, n, "baseline", c.baseline);
+        }
+    }
+    for (const Case& c : kFixedCases) {
+        visit(c.name, 0, "work", c.work);
+        visit(c.name, 0, "baseline", c.baseline);
+    }
+}
+
+// The number of iterations counted per case in --instructions mode.
+constexpr int kCountedIterations = 3;
+
+// --instructions: under callgrind (valgrind --tool=callgrind
+// --collect-atstart=no), runs each case once to warm caches, then
+// kCountedIterations times with collection on, and has callgrind write one
+// profile per case named "case/kind/nodes". scripts/bench-instructions.sh
+// runs this and prints the table of instruction counts, which unlike times
+// do not depend on what else runs on the machine.
+int countInstructions()
+{
+#if CONFIGDIALOGS_BENCH_HAS_CALLGRIND
+    if (!RUNNING_ON_VALGRIND) {
+        std::fprintf(stderr,
+            "--instructions counts under callgrind: run scripts/bench-instructions.sh, or\n"
+            "valgrind --tool=callgrind --collect-atstart=no configdialogs_bench --instructions\n");
+        return 2;
+    }
+    forEachRun([](const char* name, int n, const char* kind, Iteration (*make)(int)) {
+        const std::string label = std::string(name) + "/" + kind + "/" + std::to_string(n);
+        const Iteration once = make(n);
+        once();
+        CALLGRIND_ZERO_STATS;
+        CALLGRIND_TOGGLE_COLLECT;
+        for (int i = 0; i < kCountedIterations; ++i)
+            once();
+        CALLGRIND_TOGGLE_COLLECT;
+        CALLGRIND_DUMP_STATS_AT(label.c_str());
+        std::printf("counted %s\n", label.c_str());
+    });
+    return 0;
+#else
+    std::fprintf(stderr, "--instructions needs valgrind's headers (Debian: valgrind) at build time\n");
+    return 2;
+#endif
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     QApplication app(argc, argv);
+    if (argc == 2 && std::strcmp(argv[1], "--instructions") == 0)
+        return countInstructions();
+
     benchmark::Initialize(&argc, argv);
-    for (const Case& c : kCases) {
-        for (int n : kNodeCounts) {
-            for (const auto& kind :
-                { std::make_pair("work", c.work), std::make_pair("baseline", c.baseline) }) {
-                benchmark::RegisterBenchmark((std::string(c.name) + "/" + kind.first).c_str(), kind.second)
-                    ->Arg(n)
-                    ->Unit(benchmark::kMillisecond)
-                    ->MinTime(0.3);
-            }
-        }
-    }
-    for (const Case& c : kFixedCases) {
-        for (const auto& kind : { std::make_pair("work", c.work), std::make_pair("baseline", c.baseline) }) {
-            benchmark::RegisterBenchmark((std::string(c.name) + "/" + kind.first).c_str(), kind.second)
-                ->Arg(0)
-                ->Unit(benchmark::kMillisecond)
-                ->MinTime(0.3);
-        }
-    }
+    forEachRun([](const char* name, int n, const char* kind, Iteration (*make)(int)) {
+        benchmark::RegisterBenchmark((std::string(name) + "/" + kind).c_str(),
+            [make](benchmark::State& state) { measure(state, make); })
+            ->Arg(n)
+            ->Unit(benchmark::kMillisecond)
+            ->MinTime(0.3);
+    });
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     reporter.printTable();

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages the build (Qt 5 and Qt 6), the tests, the
-# API documentation and the demo need.
+# API documentation and the demo need, and any packages named as arguments.
 # Quiet and quick when they are already there; needs root (or sudo) otherwise.
 set -euo pipefail
 
@@ -11,6 +11,7 @@ packages=(
     qtbase5-dev qttools5-dev qttools5-dev-tools
     qt6-base-dev qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools libqt6opengl6-dev libgl-dev
     xvfb xauth
+    "$@"
 )
 
 missing=()
