@@ -474,13 +474,13 @@ template <class Visit> void forEachRun(Visit visit)
 // The number of iterations counted per case in --instructions mode.
 constexpr int kCountedIterations = 3;
 
-// --instructions: under callgrind (valgrind --tool=callgrind
+// --instructions [part of a case name]: under callgrind (valgrind --tool=callgrind
 // --collect-atstart=no), runs each case once to warm caches, then
 // kCountedIterations times with collection on, and has callgrind write one
 // profile per case named "case/kind/nodes". scripts/bench-instructions.sh
 // runs this and prints the table of instruction counts, which unlike times
 // do not depend on what else runs on the machine.
-int countInstructions()
+int countInstructions(const std::string& filter)
 {
 #if CONFIGDIALOGS_BENCH_HAS_CALLGRIND
     if (!RUNNING_ON_VALGRIND) {
@@ -489,8 +489,10 @@ int countInstructions()
             "valgrind --tool=callgrind --collect-atstart=no configdialogs_bench --instructions\n");
         return 2;
     }
-    forEachRun([](const char* name, int n, const char* kind, Iteration (*make)(int)) {
+    forEachRun([&filter](const char* name, int n, const char* kind, Iteration (*make)(int)) {
         const std::string label = std::string(name) + "/" + kind + "/" + std::to_string(n);
+        if (label.find(filter) == std::string::npos)
+            return;
         const Iteration once = make(n);
         once();
         CALLGRIND_ZERO_STATS;
@@ -513,8 +515,8 @@ int countInstructions()
 int main(int argc, char** argv)
 {
     QApplication app(argc, argv);
-    if (argc == 2 && std::strcmp(argv[1], "--instructions") == 0)
-        return countInstructions();
+    if (argc >= 2 && std::strcmp(argv[1], "--instructions") == 0)
+        return countInstructions(argc >= 3 ? argv[2] : "");
 
     benchmark::Initialize(&argc, argv);
     forEachRun([](const char* name, int n, const char* kind, Iteration (*make)(int)) {

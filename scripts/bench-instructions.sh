@@ -9,6 +9,7 @@
 #   bash scripts/bench-instructions.sh                  # Release build in ./build/bench-release
 #   BUILD_DIR=/tmp/b bash scripts/bench-instructions.sh
 #   KEEP_PROFILES=1 bash scripts/bench-instructions.sh  # keep the callgrind profiles
+#   bash scripts/bench-instructions.sh tree/            # only the cases whose name holds "tree/"
 set -euo pipefail
 
 here="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -28,7 +29,7 @@ fi
 
 QT_QPA_PLATFORM=offscreen KQ_LOG_LEVEL=100 \
     valgrind --tool=callgrind --collect-atstart=no --callgrind-out-file="$profiles/cg.out" \
-    "$build/bench/configdialogs_bench" --instructions 2>"$profiles/valgrind.log" \
+    "$build/bench/configdialogs_bench" --instructions "${1:-}" 2>"$profiles/valgrind.log" \
     || { cat "$profiles/valgrind.log" >&2; exit 1; }
 
 # One profile per case: its name is in the "desc: Trigger: Client Request:"
