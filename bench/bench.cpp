@@ -29,8 +29,8 @@
 #include <QTreeWidgetItemIterator>
 
 #include <algorithm>
-#include <cstring>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <memory>
@@ -319,8 +319,8 @@ Iteration paneWork(int)
 
 Iteration paneBaseline(int)
 {
-    auto widget = std::make_shared<kq::NodeWidget>(
-        nullptr, kq::NodeWidget::ENodeViewMode(0), QColor(120, 120, 120));
+    auto widget
+        = std::make_shared<kq::NodeWidget>(nullptr, kq::NodeWidget::ENodeViewMode(0), QColor(120, 120, 120));
     showFrame(*widget, frameSession(false));
     auto image = std::make_shared<QImage>(widget->size(), QImage::Format_ARGB32_Premultiplied);
     return [widget, image] {

@@ -597,19 +597,17 @@ namespace {
         }
         static bool sameLook(const QStyleOptionViewItem& a, const QStyleOptionViewItem& b)
         {
-            return a.type == b.type && a.version == b.version && a.text == b.text
-                && a.features == b.features && a.checkState == b.checkState && a.state == b.state
-                && a.rect == b.rect && a.direction == b.direction
-                && a.icon.cacheKey() == b.icon.cacheKey() && a.decorationSize == b.decorationSize
-                && a.decorationPosition == b.decorationPosition
-                && a.decorationAlignment == b.decorationAlignment
-                && a.displayAlignment == b.displayAlignment && a.textElideMode == b.textElideMode
-                && a.showDecorationSelected == b.showDecorationSelected
+            return a.type == b.type && a.version == b.version && a.text == b.text && a.features == b.features
+                && a.checkState == b.checkState && a.state == b.state && a.rect == b.rect
+                && a.direction == b.direction && a.icon.cacheKey() == b.icon.cacheKey()
+                && a.decorationSize == b.decorationSize && a.decorationPosition == b.decorationPosition
+                && a.decorationAlignment == b.decorationAlignment && a.displayAlignment == b.displayAlignment
+                && a.textElideMode == b.textElideMode && a.showDecorationSelected == b.showDecorationSelected
                 && a.viewItemPosition == b.viewItemPosition && a.font == b.font
                 && resolveMask(a.font) == resolveMask(b.font) && a.fontMetrics == b.fontMetrics
                 && (a.palette.cacheKey() == b.palette.cacheKey() || a.palette == b.palette)
-                && a.backgroundBrush == b.backgroundBrush && a.locale == b.locale
-                && a.widget == b.widget && a.styleObject == b.styleObject;
+                && a.backgroundBrush == b.backgroundBrush && a.locale == b.locale && a.widget == b.widget
+                && a.styleObject == b.styleObject;
         }
 
         static SizeMemo* s_active;
