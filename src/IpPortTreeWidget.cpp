@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QHash>
+#include <QSet>
 #include <QHeaderView>
 #include <QIcon>
 #include <QIntValidator>
@@ -560,6 +561,7 @@ namespace {
             return s_active && s_active->m_view == view ? s_active : nullptr;
         }
 
+        // The size measured for a cell that looks like `option`, or null.
         const QSize* find(const QStyleOptionViewItem& option) const
         {
             const auto bucket = m_sizes.constFind(keyOf(option));
@@ -571,9 +573,17 @@ namespace {
             }
             return nullptr;
         }
+        // Takes note of a measured cell. Most cells of an address column
+        // look like no other, so a look is kept only from its second cell
+        // on: the first leaves its key, which costs no copy of the option.
         void insert(const QStyleOptionViewItem& option, QSize size)
         {
-            m_sizes[keyOf(option)].append(Measured { option, size });
+            const uint key = keyOf(option);
+            if (!m_keysSeen.contains(key)) {
+                m_keysSeen.insert(key);
+                return;
+            }
+            m_sizes[key].append(Measured { option, size });
         }
 
     private:
@@ -613,6 +623,7 @@ namespace {
         static SizeMemo* s_active;
         const QWidget* m_view;
         SizeMemo* m_outer;
+        QSet<uint> m_keysSeen;
         QHash<uint, QVector<Measured>> m_sizes;
     };
     SizeMemo* SizeMemo::s_active = nullptr;
