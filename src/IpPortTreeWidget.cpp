@@ -8,7 +8,6 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QHash>
-#include <QSet>
 #include <QHeaderView>
 #include <QIcon>
 #include <QIntValidator>
@@ -18,6 +17,7 @@
 #include <QPixmap>
 #include <QRegularExpression>
 #include <QRegularExpressionValidator>
+#include <QSet>
 #include <QStyle>
 #include <QTreeWidgetItemIterator>
 #include <QVector>
@@ -537,7 +537,7 @@ namespace {
     };
 
     // The sizes measured during one column-sizing pass of one tree, so that
-    // cells that look the same are laid out once: the port column repeats a
+    // cells that look the same are laid out at most twice: the port column repeats a
     // handful of values over thousands of rows, and entries shared by many
     // nodes repeat too. Two cells look the same when every field of their
     // style option but the model index agrees; the style draws from those

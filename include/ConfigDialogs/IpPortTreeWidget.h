@@ -59,9 +59,10 @@ public:
         QWidget* parent, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 
     /// The base class's size hint. While an IpPortTreeWidget sizes its
-    /// columns, cells whose style options agree in every field (text, font,
-    /// check box, icon, palette, geometry...) are measured once and share the
-    /// result; at any other time every call measures anew.
+    /// columns, cells whose style options agree in every field but the model
+    /// index (text, font, check box, icon, palette, geometry...) share one
+    /// measurement, so a look is measured at most twice per sizing pass; at
+    /// any other time every call measures anew.
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 };
 
