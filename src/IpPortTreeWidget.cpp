@@ -537,12 +537,12 @@ namespace {
     };
 
     // The sizes measured during one column-sizing pass of one tree, so that
-    // cells that look the same are laid out at most twice: the port column repeats a
-    // handful of values over thousands of rows, and entries shared by many
-    // nodes repeat too. Two cells look the same when every field of their
-    // style option but the model index agrees; the style draws from those
-    // fields alone. Kept for one pass only: between passes the style, the
-    // fonts or the palette may change.
+    // cells that look the same are laid out at most twice: the port column
+    // repeats a handful of values over thousands of rows, and entries shared
+    // by many nodes repeat too. Two cells look the same when every field of
+    // their style option but the model index agrees; the style draws from
+    // those fields alone. Kept for one pass only: between passes the style,
+    // the fonts or the palette may change.
     class SizeMemo {
     public:
         explicit SizeMemo(const QWidget* view)
