@@ -777,6 +777,19 @@ void TestOnScreenDisplay::picturesPaintAsDrawnAnew_data()
                                 << QPolygon() << QPoint() << size << true;
     QTest::newRow("rect 3 x 2") << false << outline << active << true << green << QRect(50, 50, 3, 2)
                                 << QPolygon() << QPoint() << size << true;
+    QTest::newRow("rect 2 x 2") << false << outline << active << true << green << QRect(50, 50, 2, 2)
+                                << QPolygon() << QPoint() << size << true;
+    QTest::newRow("rect 2 x 9") << false << outline << active << true << green << QRect(50, 50, 2, 9)
+                                << QPolygon() << QPoint() << size << true;
+    QTest::newRow("rect 9 x 2 moved by the painter")
+        << false << outline << active << true << green << QRect(50, 50, 9, 2) << QPolygon() << QPoint(3, 4)
+        << size << true;
+    QTest::newRow("rect 4 x 4 under the mouse")
+        << false << outline << int(kq::OnScreenControl::Hovered) << true << green << QRect(50, 50, 4, 4)
+        << QPolygon() << QPoint() << size << true;
+    QTest::newRow("rect with handles at the image's edge")
+        << false << outline << active << true << green << QRect(4, 4, 60, 40) << QPolygon() << QPoint()
+        << size << true;
     QTest::newRow("rect at the edge") << false << outline << active << true << green
                                       << QRect(-10, 150, 80, 60) << QPolygon() << QPoint() << size << true;
     QTest::newRow("rect over translucent pixels")
