@@ -47,11 +47,14 @@ done | awk -v runs=3 '
         print "|---|---|---|---|---|---|"
         for (i = 1; i <= n; ++i) {
             split(order[i], part, "/")
-            w = count[order[i], "work"]; b = count[order[i], "baseline"]
+            # A filter can leave one side of a case out: shown as "-".
+            hasWork = (order[i], "work") in count; hasBase = (order[i], "baseline") in count
+            w = hasWork ? sprintf("%.1f", count[order[i], "work"] / 1e6) : "-"
+            b = hasBase ? sprintf("%.1f", count[order[i], "baseline"] / 1e6) : "-"
+            ratio = hasWork && hasBase ? sprintf("%.2f", count[order[i], "work"] / count[order[i], "baseline"]) : "-"
             nodes = part[2] == 0 ? "-" : part[2]
-            ratio = b > 0 ? w / b : 0
             target = part[1] in goal ? sprintf("<= %.1f", goal[part[1]]) : "-"
-            printf "| %s | %s | %.1f | %.1f | %.2f | %s |\n", part[1], nodes, w / 1e6, b / 1e6, ratio, target
+            printf "| %s | %s | %s | %s | %s | %s |\n", part[1], nodes, w, b, ratio, target
         }
     }'
 if [ -n "${KEEP_PROFILES:-}" ]; then
