@@ -540,9 +540,9 @@ namespace {
     // cells that look the same are laid out at most twice: the port column
     // repeats a handful of values over thousands of rows, and entries shared
     // by many nodes repeat too. Two cells look the same when every field of
-    // their style option but the model index agrees; the style draws from
-    // those fields alone. Kept for one pass only: between passes the style,
-    // the fonts or the palette may change.
+    // their style option but the model index agrees: Qt's styles size a cell
+    // from those fields alone. Kept for one pass only: between passes the
+    // style, the fonts or the palette may change.
     class SizeMemo {
     public:
         explicit SizeMemo(const QWidget* view)
@@ -690,7 +690,7 @@ namespace {
             if (!m_pending || m_inUpdate)
                 return;
             m_pending = false;
-            const SizeMemo memo(m_tree);
+            SizeMemo memo(m_tree); // the delegate fills it while the pass runs
             m_tree->resizeColumnToContents(kAddressColumn);
             m_tree->resizeColumnToContents(kPortColumn);
             m_tree->setColumnWidth(kAddressColumn, m_tree->columnWidth(kAddressColumn) + 20);
