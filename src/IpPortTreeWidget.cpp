@@ -851,8 +851,12 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
     entries.reserve(texts.size());
     // This node's entries, each once, with its first row and the number of
     // nodes holding it.
-    QVector<QPair<int, int>> distinct;
-    QVector<Entry> distinctEntries;
+    struct Loaded {
+        Entry entry;
+        int row;
+        int nodes;
+    };
+    QVector<Loaded> distinct;
     // New rows are added to the tree together, and before a row becomes
     // master (which needs it in the tree).
     QList<QTreeWidgetItem*> created;
@@ -881,10 +885,8 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
                 setAsMaster(item);
             }
         }
-        if (counted.nodes > 0) {
-            distinct.append({ row, counted.nodes });
-            distinctEntries.append(entry);
-        }
+        if (counted.nodes > 0)
+            distinct.append({ entry, row, counted.nodes });
     }
     if (!created.isEmpty())
         addTopLevelItems(created);
@@ -897,10 +899,10 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
     // a common entry checked, every other row partially checked.
     commonEntries.clear();
     QVector<int> commonRows;
-    for (int i = 0; i < distinct.size(); ++i) {
-        if (distinct.at(i).second == nodeEntries.size()) {
-            commonEntries.insert(distinctEntries.at(i));
-            commonRows.append(distinct.at(i).first);
+    for (const Loaded& loaded : qAsConst(distinct)) {
+        if (loaded.nodes == nodeEntries.size()) {
+            commonEntries.insert(loaded.entry);
+            commonRows.append(loaded.row);
         }
     }
     if (table.isFlat()) {

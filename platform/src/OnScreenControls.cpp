@@ -145,23 +145,29 @@ namespace {
             && picturePaintsExactly(painter, rect);
     }
 
-    // The pixels along the inside of rect in pen's colour, as
-    // QPainter::drawRect(rect.adjusted(0, 0, -1, -1)) draws them with pen and
-    // the painter's brush as it is. The raster engine strokes a one-pixel
-    // outline pixel by pixel, about 80 us for a window of 133 x 67; where it
-    // gives the same pixels, the edges are filled instead (about 2 us).
-    void drawOutline(QPainter& painter, const QRect& rect, const QPen& pen)
+    // Fills the one-pixel edges of rect, each pixel once.
+    void fillEdges(QPainter& painter, const QRect& rect, const QColor& color)
     {
-        if (painter.brush().style() != Qt::NoBrush || !edgesPaintAsOutline(painter, pen, rect)) {
-            painter.setPen(pen);
-            painter.drawRect(rect.adjusted(0, 0, -1, -1));
-            return;
-        }
-        const QColor color = pen.color();
         painter.fillRect(QRect(rect.left(), rect.top(), rect.width(), 1), color);
         painter.fillRect(QRect(rect.left(), rect.bottom(), rect.width(), 1), color);
         painter.fillRect(QRect(rect.left(), rect.top() + 1, 1, rect.height() - 2), color);
         painter.fillRect(QRect(rect.right(), rect.top() + 1, 1, rect.height() - 2), color);
+    }
+
+    // The pixels along the inside of rect in pen's colour, as
+    // QPainter::drawRect(rect.adjusted(0, 0, -1, -1)) draws them with pen and
+    // no brush. The raster engine strokes a one-pixel outline pixel by pixel,
+    // about 80 us for a window of 133 x 67; where it gives the same pixels,
+    // the edges are filled instead (about 2 us).
+    void drawOutline(QPainter& painter, const QRect& rect, const QPen& pen)
+    {
+        if (edgesPaintAsOutline(painter, pen, rect)) {
+            fillEdges(painter, rect, pen.color());
+            return;
+        }
+        painter.setPen(pen);
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRect(rect.adjusted(0, 0, -1, -1));
     }
 
     // A white square with a black outline, as drawRect draws it with a black
@@ -173,11 +179,12 @@ namespace {
         const QPen pen(Qt::black, 1);
         if (edgesPaintAsOutline(painter, pen, r)) {
             painter.fillRect(r.adjusted(1, 1, -1, -1), Qt::white);
-            painter.setBrush(Qt::NoBrush);
-        } else {
-            painter.setBrush(Qt::white);
+            fillEdges(painter, r, pen.color());
+            return;
         }
-        drawOutline(painter, r, pen);
+        painter.setPen(pen);
+        painter.setBrush(Qt::white);
+        painter.drawRect(r.adjusted(0, 0, -1, -1));
     }
 }
 
@@ -475,7 +482,6 @@ void OnScreenRectControl::paint(QPainter& painter) const
         if (flags.testFlag(Outline)) {
             // One pixel wide, two when selected or under the mouse; inside the rectangle.
             const QPen pen = outlinePen(key.outline, flags.testFlag(Dashed), false);
-            p.setBrush(Qt::NoBrush);
             drawOutline(p, key.rect, pen);
             if (key.emphasised && key.rect.width() > 2 && key.rect.height() > 2)
                 drawOutline(p, key.rect.adjusted(1, 1, -1, -1), pen);

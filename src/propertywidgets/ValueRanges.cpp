@@ -126,9 +126,10 @@ namespace {
         }
     }
 
+    // Hiding a hidden row would still lay the whole list out again.
     void hide(QListWidgetItem* item)
     {
-        if (item && item->listWidget())
+        if (item && item->listWidget() && !item->isHidden())
             item->setHidden(true);
     }
 
@@ -278,9 +279,7 @@ void mergeValueRange(QListWidget* list, const QVector<QString>& values)
         if (offered[size_t(row)] || index->key(row) == QLatin1String("AE"))
             continue;
         setEnabled(list->item(row), false);
-        // Hiding a hidden row would still lay the whole list out again.
-        if (!list->isRowHidden(row))
-            list->setRowHidden(row, true);
+        hide(list->item(row));
     }
     // Only values no row held can be new; a value listed twice is added once.
     for (const QString& value : qAsConst(missing)) {

@@ -254,7 +254,9 @@ public:
     // flags, modes and the painter's render hints stay the same: the pixels
     // are the same as drawing anew, the 1-pixel outlines (slow in the raster
     // engine) are not stroked again. A control larger than 512 x 512 pixels
-    // (with its handles) is always drawn anew.
+    // (with its handles) is always drawn anew. Solid opaque outlines and the
+    // handles are filled rather than stroked wherever that gives the same
+    // pixels (on such a painter, at least 2 x 2, within the device).
     void paint(QPainter& painter) const override;
     bool hitTest(const QPoint& pos) const override;
 
