@@ -127,10 +127,15 @@ namespace {
     }
 
     // Hiding a hidden row would still lay the whole list out again.
+    void hide(QListWidget* list, int row)
+    {
+        if (!list->isRowHidden(row))
+            list->setRowHidden(row, true);
+    }
     void hide(QListWidgetItem* item)
     {
-        if (item && item->listWidget() && !item->isHidden())
-            item->setHidden(true);
+        if (QListWidget* list = item ? item->listWidget() : nullptr)
+            hide(list, list->row(item));
     }
 
     template <class SpinBox>
@@ -279,7 +284,7 @@ void mergeValueRange(QListWidget* list, const QVector<QString>& values)
         if (offered[size_t(row)] || index->key(row) == QLatin1String("AE"))
             continue;
         setEnabled(list->item(row), false);
-        hide(list->item(row));
+        hide(list, row);
     }
     // Only values no row held can be new; a value listed twice is added once.
     for (const QString& value : qAsConst(missing)) {
