@@ -284,16 +284,20 @@ QVector<TreeRow> treeRows(int n)
     return rows;
 }
 
+// Added in one batch, the cheapest way plain Qt has to fill a tree.
 void fillTree(QTreeWidget& tree, const QVector<TreeRow>& rows)
 {
     tree.clear();
+    QList<QTreeWidgetItem*> items;
+    items.reserve(rows.size());
     for (const TreeRow& row : rows) {
         auto* item = new QTreeWidgetItem(QStringList { row.address, row.portText });
         item->setData(0, Qt::UserRole, row.address);
         item->setData(1, Qt::UserRole, row.port);
         item->setCheckState(0, row.check);
-        tree.addTopLevelItem(item);
+        items.append(item);
     }
+    tree.addTopLevelItems(items);
 }
 
 Iteration treeBaseline(int n)

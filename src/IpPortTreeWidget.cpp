@@ -223,14 +223,26 @@ namespace {
             return it == m_rowsOf.cend() ? -1 : it->first;
         }
 
-        // Takes in a row that the caller has made and will append to the top
+        // Takes in a row that update() has made for `entry` (its texts and
+        // committed entry, partially checked) and will append to the top
         // level of the tree (with addTopLevelItems(), in the order given
-        // here). Answers its row number.
-        int addPending(QTreeWidgetItem* item)
+        // here). Answers its row number. What the row holds is known, so it
+        // is not read back from the item. `written` is the row's written
+        // form when the caller has it at hand, else a null string.
+        int addPending(QTreeWidgetItem* item, const Entry& entry, const QString& written)
         {
             refresh();
             m_pending.append(item);
-            append(item);
+            Row row;
+            row.entry = entry;
+            row.check = Qt::PartiallyChecked;
+            // The port column shows a number, never the port placeholder.
+            row.placeholder = entry.first == ipPlaceholder();
+            row.text = written;
+            Q_ASSERT(row.entry == read(item).entry && row.check == read(item).check
+                && row.placeholder == read(item).placeholder);
+            Q_ASSERT(written.isNull() || written == entryText(entry));
+            append(item, row);
             return m_rows.size() - 1;
         }
 
@@ -417,12 +429,13 @@ namespace {
             m_placeholders.erase(row);
         }
 
-        void append(QTreeWidgetItem* item)
+        void append(QTreeWidgetItem* item) { append(item, read(item)); }
+        void append(QTreeWidgetItem* item, const Row& row)
         {
             if (!m_flat)
                 m_positionOf.insert(item, m_rows.size());
             m_items.append(item);
-            m_rows.append(read(item));
+            m_rows.append(row);
             add(m_rows.size() - 1);
         }
 
@@ -871,12 +884,19 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
 
         int row = table.first(entry);
         if (row < 0) {
-            auto* item = new QTreeWidgetItem(QStringList { entry.first, portText(entry.second) });
+            const QString port = portText(entry.second);
+            auto* item = new QTreeWidgetItem(QStringList { entry.first, port });
             item->setData(kAddressColumn, Qt::UserRole, entry.first);
             item->setData(kPortColumn, Qt::UserRole, entry.second);
             item->setCheckState(kAddressColumn, Qt::PartiallyChecked);
             created.append(item);
-            row = table.addPending(item);
+            // An entry text that reads as the row will be written back
+            // (":" and the port's plain digits) is kept for the write-back,
+            // which then need not make it again.
+            const int colon = entry.first.size();
+            const bool written = text.size() == colon + 1 + port.size() && text.at(colon) == QLatin1Char(':')
+                && QStringView(text).mid(colon + 1) == port;
+            row = table.addPending(item, entry, written ? text : QString());
             // Whether the address equals any of the local ones: the order of
             // comparing does not change the answer.
             if (!masterItem && localAddresses.contains(kq::IPAddress(entry.first))) {

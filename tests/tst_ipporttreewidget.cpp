@@ -845,6 +845,49 @@ private Q_SLOTS:
         QCOMPARE(tree.topLevelItem(1)->text(0), QStringLiteral("300.0.0.1"));
     }
 
+    // Rows only some nodes hold stay partially checked, and are written in
+    // one form whatever form their entry was loaded in: the committed
+    // address, ":" and the port's decimal digits.
+    void writeBackFormOfPartialRows_data()
+    {
+        QTest::addColumn<QString>("loaded");
+        QTest::addColumn<QString>("written"); // empty: not written
+
+        QTest::newRow("plain") << QStringLiteral("10.0.0.1:80") << QStringLiteral("10.0.0.1:80");
+        QTest::newRow("encoded colon") << QStringLiteral("10.0.0.1%3A80") << QStringLiteral("10.0.0.1:80");
+        QTest::newRow("leading zero") << QStringLiteral("10.0.0.1:080") << QStringLiteral("10.0.0.1:80");
+        QTest::newRow("plus sign") << QStringLiteral("10.0.0.1:+81") << QStringLiteral("10.0.0.1:81");
+        QTest::newRow("not a number") << QStringLiteral("10.0.0.1:http") << QStringLiteral("10.0.0.1:0");
+        QTest::newRow("empty port") << QStringLiteral("10.0.0.1:") << QStringLiteral("10.0.0.1:0");
+        QTest::newRow("zero") << QStringLiteral("10.0.0.1:0") << QStringLiteral("10.0.0.1:0");
+        QTest::newRow("zeros") << QStringLiteral("10.0.0.1:000") << QStringLiteral("10.0.0.1:0");
+        QTest::newRow("negative") << QStringLiteral("10.0.0.1:-5") << QStringLiteral("10.0.0.1:-5");
+        QTest::newRow("ten digits") << QStringLiteral("10.0.0.1:0000000080") << QStringLiteral("10.0.0.1:80");
+        QTest::newRow("empty address") << QStringLiteral(":80") << QStringLiteral(":80");
+        QTest::newRow("placeholder address") << QStringLiteral("<Ip>:80") << QStringLiteral("");
+    }
+
+    void writeBackFormOfPartialRows()
+    {
+        QFETCH(QString, loaded);
+        QFETCH(QString, written);
+
+        // The row is made by the second load, partially checked, and keeps
+        // that state.
+        IpPortTreeWidget tree;
+        const auto b = loadNode(tree, "node-b", { "10.9.9.9:9" });
+        const auto a = loadNode(tree, "node-a", { loaded, "10.9.9.9:9" });
+        QCOMPARE(tree.topLevelItem(0)->checkState(0), Qt::Checked);
+        QCOMPARE(tree.topLevelItem(1)->checkState(0), Qt::PartiallyChecked);
+
+        tree.setConfigSessionProperty(a.get(), "node-a");
+        const QStringList expected
+            = written.isEmpty() ? QStringList { "10.9.9.9:9" } : QStringList { "10.9.9.9:9", written };
+        QCOMPARE(listOf(*a), expected);
+        tree.setConfigSessionProperty(b.get(), "node-b");
+        QCOMPARE(listOf(*b), QStringList { "10.9.9.9:9" });
+    }
+
     void writingUnloadedNodeRemembersEmptyList()
     {
         IpPortTreeWidget tree;
