@@ -187,12 +187,15 @@ Iteration listBaseline(int n)
     return [n, widget, values, states] {
         QListWidget& list = *widget;
         list.clear();
+        // Each item is set up before it joins the list, so that setting it
+        // up announces nothing to the list's model.
         for (const QString& value : values) {
-            auto* item = new QListWidgetItem(&list);
+            auto* item = new QListWidgetItem;
             item->setData(Qt::UserRole, value);
             item->setData(Qt::DisplayRole, value);
             item->setFlags(Qt::ItemIsUserCheckable | Qt::ItemIsEnabled);
             item->setCheckState(Qt::Unchecked);
+            list.addItem(item);
         }
         for (int k = 0; k < n; ++k) {
             for (int i = 0; i < kEventValues; ++i)
