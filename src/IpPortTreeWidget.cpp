@@ -890,9 +890,9 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
             item->setData(kPortColumn, Qt::UserRole, entry.second);
             item->setCheckState(kAddressColumn, Qt::PartiallyChecked);
             created.append(item);
-            // An entry text that reads as the row will be written back
-            // (":" and the port's plain digits) is kept for the write-back,
-            // which then need not make it again.
+            // An entry text that reads exactly as the row will be written
+            // back (the address, ":" and the port as the row shows it) is
+            // kept for the write-back, which then need not make it again.
             const int colon = entry.first.size();
             const bool written = text.size() == colon + 1 + port.size() && text.at(colon) == QLatin1Char(':')
                 && QStringView(text).mid(colon + 1) == port;
