@@ -812,6 +812,28 @@ QStringList IpPortTreeWidget::splitIpPort(QString& entry)
 
 int IpPortTreeWidget::fetchPort() const { return masterPort; }
 
+QTreeWidgetItem* IpPortTreeWidget::masterRow() const { return masterItem; }
+
+void IpPortTreeWidget::replaceRows(const QList<QTreeWidgetItem*>& rows, QTreeWidgetItem* master)
+{
+    ColumnSizer::flush(this);
+    const int oldPort = masterPort;
+    {
+        const SignalBlock blocker(this);
+        // The old master goes with the other rows; nothing may touch it.
+        masterItem = nullptr;
+        for (int i = topLevelItemCount() - 1; i >= 0; --i)
+            delete takeTopLevelItem(i);
+        addTopLevelItems(rows);
+        if (master && indexOfTopLevelItem(master) >= 0) {
+            masterItem = master;
+            masterPort = master->data(kPortColumn, Qt::UserRole).toInt();
+        }
+    }
+    if (masterPort != oldPort)
+        Q_EMIT masterPortChanged();
+}
+
 void IpPortTreeWidget::setAsMaster(QTreeWidgetItem* item)
 {
     ColumnSizer::flush(this);

@@ -100,6 +100,18 @@ public:
     /// Null, or a row that is not a top-level row of this tree: does nothing.
     void setAsMaster(QTreeWidgetItem* item);
 
+    /// The master row; null when there is none.
+    QTreeWidgetItem* masterRow() const;
+
+    /// Puts `rows` (which the tree takes over) in place of every top-level
+    /// row, in order, and makes `master` the master row with its committed
+    /// port as the master port. `master` must be one of `rows` or null (then
+    /// there is no master row and fetchPort() keeps its value). The rows keep
+    /// their data as they are (a master row brings its own marks); what was
+    /// loaded per node is kept. Emits masterPortChanged() when fetchPort()
+    /// changes. Meant for restoring rows copied with QTreeWidgetItem::clone().
+    void replaceRows(const QList<QTreeWidgetItem*>& rows, QTreeWidgetItem* master);
+
     /// Brings QWidget::update() and QAbstractItemView::update(QModelIndex)
     /// back into view beside the overloads below.
     using QTreeWidget::update;
