@@ -3,6 +3,7 @@
 // widgets need for the same result. The table printed at the end gives both
 // times and their ratio, for 100, 200 and 500 nodes where the case grows with
 // the number of nodes.
+#include <ConfigDialogs/ChangeTracker.h>
 #include <ConfigDialogs/IpPortTreeWidget.h>
 #include <ConfigDialogs/PropertyWidgets.h>
 #include <ConfigDialogs/VideoMotionWindowPane.h>
@@ -21,7 +22,11 @@
 #endif
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
+#include <QLineEdit>
+#include <QRadioButton>
+#include <QSpinBox>
 #include <QImage>
 #include <QListWidget>
 #include <QMap>
@@ -47,6 +52,13 @@ using Iteration = std::function<void()>;
 const auto kEventsId = static_cast<kq::EStringMultiOptionsProperty>(0x5001);
 const auto kModeId = static_cast<kq::EStringOptionsProperty>(0x5002);
 const auto kTargetsId = static_cast<kq::EStringListProperty>(0x5003);
+// The single-value settings of the dialog case.
+const auto kNameId = static_cast<kq::EStringProperty>(0x5004);
+const auto kLedId = static_cast<kq::EBoolProperty>(0x5005);
+const auto kLevelId = static_cast<kq::ELongProperty>(0x5006);
+const auto kCodecId = static_cast<kq::EStringOptionsProperty>(0x5007);
+const auto kRateId = static_cast<kq::EDoubleOptionsProperty>(0x5008);
+const char* const kCodecs[] = { "h264", "h265", "mjpeg" };
 const int kNodeCounts[] = { 100, 200, 500 };
 
 // Deterministic, so every run measures the same data.
@@ -132,6 +144,29 @@ kqm::smart<kq::MemoryConfigSession> makeSession(int k)
         QSharedPointer<const kq::StringListProperty::InfoType>::create(
             kTargetsId, QStringLiteral("Targets"), QStringLiteral("Targets"), false),
         targets);
+
+    session->emplace<kq::StringProperty>(
+        QSharedPointer<const kq::StringInfo>::create(kNameId, QStringLiteral("Name"), QStringLiteral("Name"), false),
+        QStringLiteral("Camera %1").arg(k % 7));
+    session->emplace<kq::BoolProperty>(
+        QSharedPointer<const kq::BoolInfo>::create(kLedId, QStringLiteral("Led"), QStringLiteral("Led"), false),
+        mix(k, 11) % 2 == 0);
+    session->emplace<kq::LongProperty>(QSharedPointer<const kq::LongInfo>::create(
+                                           kLevelId, QStringLiteral("Level"), QStringLiteral("Level"), false, 0, 100),
+        qint32(mix(k, 13) % 3 * 10));
+    kq::TOptions<QString> codecs;
+    for (const char* codec : kCodecs)
+        codecs.values.append(QLatin1String(codec));
+    codecs.setSelectedIndex(int(mix(k, 17) % 3));
+    session->emplace<kq::StringOptionsProperty>(
+        QSharedPointer<const kq::StringOptionsProperty::InfoType>::create(
+            kCodecId, QStringLiteral("Codec"), QStringLiteral("Codec"), false),
+        codecs);
+    kq::TOptions<double> rates({ 5.0, 10.0, 12.5, 25.0, 30.0 }, int(mix(k, 19) % 5));
+    session->emplace<kq::DoubleOptionsProperty>(
+        QSharedPointer<const kq::DoubleOptionsProperty::InfoType>::create(
+            kRateId, QStringLiteral("Rate"), QStringLiteral("Rate"), false),
+        rates);
     return session;
 }
 
@@ -443,6 +478,118 @@ Iteration remapBaseline(int)
 }
 
 // ---------------------------------------------------------------------------
+// dialog: a dialog with every kind of bound widget over n nodes. The work is
+// the update cycle, a snapshot and an Apply without edits through the change
+// tracker; the baseline is the plain cycle, which writes every widget back to
+// every node.
+
+struct Dialog {
+    Dialog()
+    {
+        for (const char* codec : kCodecs) {
+            auto* button = new QRadioButton;
+            kq::resetRadioButton(button, QLatin1String(codec));
+            codecs.emplace_back(button);
+        }
+    }
+
+    void update(const QStringList& ids)
+    {
+        kq::resetLineEdit(&name);
+        kq::resetCheckBox(&led);
+        kq::resetSpinBox(&level, 1.0, 0, 100, 0);
+        kq::resetComboBox(&rate, kq::NumberTranslator(nullptr));
+        for (const auto& button : codecs)
+            kq::resetRadioButton(button.get(), button->property("value").toString());
+        kq::resetComboBox(&mode, kq::StringTranslator(nullptr));
+        kq::resetListWidget(&events, nullptr);
+        tree.reset();
+        for (const QString& id : ids) {
+            const kqm::smart<kq::INodeConfigSession> s = session(id);
+            kq::updateLineEdit(&name, s, kNameId);
+            kq::updateCheckBox(&led, s, kLedId);
+            kq::updateSpinBox(&level, s, kLevelId);
+            kq::updateComboBox(&rate, s, kRateId, false);
+            for (const auto& button : codecs)
+                kq::updateRadioButton(button.get(), s, kCodecId);
+            kq::updateComboBox(&mode, s, kModeId);
+            kq::updateListWidget(&events, s, kEventsId);
+            tree.update(targetsOf(id), id);
+        }
+    }
+
+    // Writes every widget into the given sessions, one per node of ids.
+    void writeBack(const QStringList& ids, const std::vector<kqm::smart<kq::MemoryConfigSession>>& into)
+    {
+        const int context = kq::HasProperties::k_contextIndexDefault;
+        for (int k = 0; k < ids.size(); ++k) {
+            kq::MemoryConfigSession* s = into.at(size_t(k)).get();
+            kq::setProperty(s->property(kNameId, context), &name);
+            kq::setProperty(s->property(kLedId, context), &led);
+            kq::setProperty(s->property(kLevelId, context), &level);
+            kq::setProperty(s->property(kRateId, context), &rate);
+            for (const auto& button : codecs)
+                kq::setProperty(s->property(kCodecId, context), button.get());
+            kq::setProperty(s->property(kModeId, context), &mode);
+            kq::setProperty(s->property(kEventsId, context), &events);
+            tree.setConfigSessionProperty(s->property(kTargetsId, context), ids.at(k));
+        }
+    }
+
+    void track(kqgui::ChangeTracker& tracker)
+    {
+        tracker.track(&name, kNameId);
+        tracker.track(&led, kLedId);
+        tracker.track(&level, kLevelId);
+        tracker.track(&rate, kRateId);
+        for (const auto& button : codecs)
+            tracker.track(button.get(), kCodecId);
+        tracker.track(&mode, kModeId);
+        tracker.track(&events, kEventsId);
+        tracker.track(&tree, kTargetsId);
+    }
+
+    QLineEdit name;
+    QCheckBox led;
+    QSpinBox level;
+    QComboBox rate;
+    std::vector<std::unique_ptr<QRadioButton>> codecs;
+    QComboBox mode;
+    QListWidget events;
+    kqgui::IpPortTreeWidget tree;
+};
+
+Iteration dialogWork(int n)
+{
+    const QStringList& ids = nodes(n);
+    auto dialog = std::make_shared<Dialog>();
+    auto tracker = std::make_shared<kqgui::ChangeTracker>();
+    dialog->track(*tracker);
+    return [&ids, dialog, tracker] {
+        dialog->update(ids);
+        tracker->snapshot(ids);
+        benchmark::DoNotOptimize(tracker->apply());
+    };
+}
+
+// The baseline writes into sessions of its own, made like the nodes' ones:
+// writing the merged widgets into the nodes would change the data every
+// later case reads. Its first iteration brings them to what every further
+// one writes again.
+Iteration dialogBaseline(int n)
+{
+    const QStringList& ids = nodes(n);
+    auto dialog = std::make_shared<Dialog>();
+    std::vector<kqm::smart<kq::MemoryConfigSession>> copies;
+    for (int k = 0; k < n; ++k)
+        copies.push_back(makeSession(k));
+    return [&ids, dialog, copies] {
+        dialog->update(ids);
+        dialog->writeBack(ids, copies);
+    };
+}
+
+// ---------------------------------------------------------------------------
 // The table of ratios.
 
 struct Case {
@@ -458,6 +605,7 @@ const Case kCases[] = {
     { "tree", &treeWork, &treeBaseline, 3.0 },
     // No goal: the tree against plain Qt doing its column sizing too.
     { "tree-sized", &treeWork, &treeSizedBaseline, 0.0 },
+    { "dialog", &dialogWork, &dialogBaseline, 1.5 },
 };
 
 // Cases that do not grow with the number of nodes.
