@@ -83,6 +83,7 @@ class ChangeTrackerPrivate;
 /// last snapshot(), applies only those to the nodes, and reverts them.
 class CONFIGDIALOGS_EXPORT ChangeTracker : public QObject {
     Q_OBJECT
+    /// Whether there are unapplied changes (see hasChanges()).
     Q_PROPERTY(bool hasChanges READ hasChanges NOTIFY hasChangesChanged)
 public:
     /// A node's configuration session.
@@ -93,7 +94,9 @@ public:
     /// Stores a pane's windows; apply() calls it once, only when they changed.
     using Store = std::function<void()>;
 
+    /// A tracker with nothing registered and an empty snapshot.
     explicit ChangeTracker(QObject* parent = nullptr);
+    /// Forgets everything; registered objects are left as they are.
     ~ChangeTracker() override;
 
     /// @name Registration
