@@ -119,6 +119,41 @@ private Q_SLOTS:
         }
     }
 
+    void comboStringLookupsAgreeWithFindData_data()
+    {
+        QTest::addColumn<QVariant>("entry");
+        const QVariant entries[] = { QVariant(true), QVariant(false), QVariant(int(5)), QVariant(int(0)),
+            QVariant(qlonglong(1)), QVariant(qlonglong(5)), QVariant(1.0), QVariant(5.0), QVariant() };
+        const char* names[] = { "bool true", "bool false", "int 5", "int 0", "qlonglong 1", "qlonglong 5",
+            "double 1.0", "double 5.0", "invalid" };
+        for (size_t i = 0; i < sizeof names / sizeof *names; ++i)
+            QTest::newRow(names[i]) << entries[i];
+    }
+
+    void comboStringLookupsAgreeWithFindData()
+    {
+        // Every way the library finds an entry by a text answers as
+        // QComboBox::findData with exact, case-sensitive matching, whatever
+        // the entry holds; the texts include near misses that a conversion
+        // the other way round would let through.
+        QFETCH(QVariant, entry);
+        const char* texts[] = { "abc", "true", "false", "1", "0", "", "05", "1.0", " 5", "5", "5.0" };
+        for (int before = 0; before < 2; ++before) {
+            QComboBox box;
+            if (before)
+                box.addItem(QStringLiteral("text"), QStringLiteral("other"));
+            box.addItem(QStringLiteral("entry"), entry);
+            for (const char* text : texts) {
+                const QString value = QLatin1String(text);
+                const int expected = box.findData(
+                    QVariant(value), Qt::UserRole, Qt::MatchExactly | Qt::MatchCaseSensitive);
+                const QByteArray what = QByteArray("text \"") + text + "\"";
+                QVERIFY2(kq::findData(&box, QVariant(value)) == expected, what.constData());
+                QVERIFY2(kq::isEnabled(&box, value) == (expected >= 0), what.constData());
+            }
+        }
+    }
+
     void comboFollowsANewModel()
     {
         QComboBox box;

@@ -52,16 +52,20 @@ namespace {
     }
 
     // findData for a string through the box's index: entries holding a
-    // string compare as strings; any other entry by QVariant equality, which
-    // also matches a text like "5" with the number 5 (an entry holding
-    // nothing never equals a string).
+    // string compare as strings; any other entry as QComboBox::findData
+    // compares it, the searched text on the left of QVariant's ==. The order
+    // matters on Qt 5, where == converts its right side to the left side's
+    // type: the entry's number or boolean becomes text, so "5" finds 5 but
+    // "05" does not, and "abc" finds no boolean. (An entry holding nothing
+    // never equals a string.)
     int findString(const QComboBox* box, RowIndex* index, const QString& value)
     {
         const int candidate = index->first(value);
+        const QVariant searched(value);
         for (int row : index->foreignRows()) {
             if (candidate >= 0 && row > candidate)
                 break;
-            if (!index->holdsNothing(row) && box->itemData(row, Qt::UserRole) == QVariant(value))
+            if (!index->holdsNothing(row) && searched == box->itemData(row, Qt::UserRole))
                 return row;
         }
         return candidate;
