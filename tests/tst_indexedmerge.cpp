@@ -10,6 +10,7 @@
 #include <QComboBox>
 #include <QListWidget>
 #include <QRandomGenerator>
+#include <QSet>
 #include <QStandardItemModel>
 #include <QtTest>
 
@@ -422,6 +423,120 @@ private Q_SLOTS:
         option.selectedIndices = { 2, 0, 1 };
         kq::setProperty(option, &list);
         QCOMPARE(option.selectedIndices, QVector<int>({ 0, 1 }));
+    }
+
+    void slotsChangingRowsDuringALoop_data()
+    {
+        QTest::addColumn<QString>("operation");
+        for (const char* name : { "setValueRange", "mergeValueRange", "setPropertyValue",
+                 "mergePropertyValue", "setProperty", "updateEventListWidget", "markEnabledEvents",
+                 "disableEventListWidgetItems", "mergeMarkedEnabled", "comboMergeValueRange" })
+            QTest::newRow(name) << QString::fromLatin1(name);
+    }
+
+    void slotsChangingRowsDuringALoop()
+    {
+        // A slot connected to the widget inserts a row at the top and deletes
+        // the last row (never the row being changed) on the first changes the
+        // loop makes. Every loop re-reads the rows as it goes: nothing
+        // crashes or throws, and rows that were there all along get what
+        // the operation gives them.
+        QFETCH(QString, operation);
+        const QVector<QString> values { QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c"),
+            QStringLiteral("d"), QStringLiteral("e"), QStringLiteral("f") };
+        const QVector<QString> selected { QStringLiteral("b"), QStringLiteral("d"), QStringLiteral("x") };
+        const QVector<QString> offered { QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("d") };
+
+        if (operation == QLatin1String("comboMergeValueRange")) {
+            QComboBox box;
+            kq::resetComboBox(&box, kq::StringTranslator(nullptr));
+            kq::setValueRange(&box, values);
+            int actions = 0;
+            connect(box.model(), &QAbstractItemModel::dataChanged, &box, [&box, &actions] {
+                if (actions >= 3)
+                    return;
+                ++actions;
+                box.insertItem(0, QStringLiteral("new"), QStringLiteral("new-%1").arg(actions));
+                box.removeItem(box.count() - 1);
+            });
+            try {
+                kq::mergeValueRange(&box, offered);
+            } catch (...) {
+                QFAIL("mergeValueRange threw");
+            }
+            QVERIFY(actions > 0);
+            for (int i = 0; i < box.count(); ++i) {
+                const QString value = box.itemData(i, Qt::UserRole).toString();
+                if (values.contains(value))
+                    QCOMPARE(kq::isEnabled(&box, i), offered.contains(value));
+            }
+            return;
+        }
+
+        QListWidget list;
+        kq::resetListWidget(&list, nullptr);
+        kq::setValueRange(&list, values);
+        list.setProperty("initialized", true);
+        for (int row = 0; row < list.count(); ++row)
+            list.item(row)->setCheckState(row % 2 ? Qt::Checked : Qt::Unchecked);
+        QSet<QListWidgetItem*> original;
+        for (int row = 0; row < list.count(); ++row)
+            original.insert(list.item(row));
+
+        int actions = 0;
+        connect(
+            &list, &QListWidget::itemChanged, &list, [&list, &actions, &original](QListWidgetItem* changed) {
+                if (actions >= 3)
+                    return;
+                ++actions;
+                auto* added = new QListWidgetItem(QStringLiteral("new"));
+                added->setData(Qt::UserRole, QStringLiteral("new-%1").arg(actions));
+                added->setFlags(Qt::ItemIsUserCheckable | Qt::ItemIsEnabled);
+                list.insertItem(0, added);
+                QListWidgetItem* last = list.item(list.count() - 1);
+                if (last != changed) {
+                    original.remove(last);
+                    delete list.takeItem(list.count() - 1);
+                }
+            });
+
+        kq::TMultiOptions<QString> option(values, { 1, 3 });
+        QVector<QString> enabled { QStringLiteral("b") };
+        try {
+            if (operation == QLatin1String("setValueRange"))
+                kq::setValueRange(&list, offered);
+            else if (operation == QLatin1String("mergeValueRange"))
+                kq::mergeValueRange(&list, offered);
+            else if (operation == QLatin1String("setPropertyValue"))
+                kq::setPropertyValue(&list, selected);
+            else if (operation == QLatin1String("mergePropertyValue"))
+                kq::mergePropertyValue(&list, selected);
+            else if (operation == QLatin1String("setProperty"))
+                kq::setProperty(option, &list);
+            else if (operation == QLatin1String("updateEventListWidget"))
+                kq::updateEventListWidget(&list, option, enabled);
+            else if (operation == QLatin1String("markEnabledEvents"))
+                kq::markEnabledEvents(&list, enabled);
+            else if (operation == QLatin1String("disableEventListWidgetItems"))
+                kq::disableEventListWidgetItems(&list, offered);
+            else if (operation == QLatin1String("mergeMarkedEnabled"))
+                kq::mergeMarkedEnabled(&list, enabled);
+        } catch (...) {
+            QFAIL("the operation threw");
+        }
+
+        // What the simple operations give every row that stayed.
+        for (int row = 0; row < list.count(); ++row) {
+            QListWidgetItem* item = list.item(row);
+            if (!original.contains(item))
+                continue;
+            const QString value = item->data(Qt::UserRole).toString();
+            if (operation == QLatin1String("setPropertyValue"))
+                QCOMPARE(item->checkState(), selected.contains(value) ? Qt::Checked : Qt::Unchecked);
+            else if (operation == QLatin1String("mergeValueRange")
+                || operation == QLatin1String("disableEventListWidgetItems"))
+                QCOMPARE(kq::isEnabled(item), offered.contains(value));
+        }
     }
 
     void comboMergeAnswersAsScan_data() { addSeeds({ 5u, 6u, 7u, 99u, 31337u }); }

@@ -140,6 +140,7 @@ void RowIndex::onRowsInserted(const QModelIndex& parent, int first, int last)
 {
     if (parent.isValid())
         return;
+    ++m_version;
     // Rows appended at the end keep every earlier row's position.
     if (m_stale || first != m_rows.size()) {
         m_stale = true;
@@ -167,6 +168,7 @@ void RowIndex::onDataChanged(
         remove(row, old);
         old = entry;
         add(row, old);
+        ++m_version;
     }
 }
 
@@ -223,6 +225,25 @@ int RowIndex::rowCount()
 {
     refresh();
     return m_rows.size();
+}
+
+KeyedRows::KeyedRows(RowIndex* index, const QVector<QString>& keys, QVector<QString>* missing)
+    : m_index(index)
+    , m_keys(keys)
+    , m_rows(index->rowsWithKeys(keys, missing))
+    , m_version(index->version())
+{
+}
+
+KeyedRows::~KeyedRows() = default;
+
+bool KeyedRows::contains(int row)
+{
+    if (m_index->version() == m_version && row >= 0 && size_t(row) < m_rows.size())
+        return m_rows[size_t(row)];
+    if (!m_set)
+        m_set = std::make_unique<QSet<QString>>(m_keys.cbegin(), m_keys.cend());
+    return m_index->keyed(row) && m_set->contains(m_index->key(row));
 }
 
 } // namespace kq

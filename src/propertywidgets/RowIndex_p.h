@@ -10,6 +10,9 @@
 #include <QString>
 #include <QVector>
 
+#include <QSet>
+
+#include <memory>
 #include <set>
 #include <vector>
 
@@ -63,6 +66,9 @@ public:
     // Rows without a key, in ascending order.
     const std::set<int>& foreignRows();
     int rowCount();
+    // Changes whenever rows are inserted, removed or moved, or a row's key
+    // changes: answers computed for every row at once hold while it stays.
+    int version() const { return m_version; }
 
     ~RowIndex() override;
 
@@ -81,7 +87,11 @@ private:
     void remove(int row, const Row& entry);
     void refresh();
     void rebuild();
-    void markStale() { m_stale = true; }
+    void markStale()
+    {
+        m_stale = true;
+        ++m_version;
+    }
 
     void onRowsInserted(const QModelIndex& parent, int first, int last);
     void onDataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight, const QVector<int>& roles);
@@ -90,9 +100,35 @@ private:
     QPointer<QAbstractItemModel> m_model;
     Kind m_kind;
     bool m_stale = true;
+    int m_version = 0;
     QVector<Row> m_rows;
     QHash<QString, QVector<int>> m_rowsOf; // ascending rows per key
     std::set<int> m_foreign;
+};
+
+// Whether a row's key is one of a set of keys, asked row by row in a loop
+// over the widget's rows that may run other code: setting an item's state
+// reaches the slots connected to the widget, and a slot may insert or remove
+// rows. The answers come from one lookup per key while the rows stay as they
+// were, and from the row's own key once they changed, so each row is
+// answered as a loop re-reading the widget would answer it.
+class KeyedRows {
+public:
+    // Keys no row holds are appended to `missing` when it is given. `keys`
+    // must outlive this object.
+    KeyedRows(RowIndex* index, const QVector<QString>& keys, QVector<QString>* missing = nullptr);
+    ~KeyedRows();
+    KeyedRows(const KeyedRows&) = delete;
+    KeyedRows& operator=(const KeyedRows&) = delete;
+
+    bool contains(int row);
+
+private:
+    RowIndex* m_index;
+    const QVector<QString>& m_keys;
+    std::vector<char> m_rows;
+    int m_version;
+    std::unique_ptr<QSet<QString>> m_set;
 };
 
 } // namespace kq

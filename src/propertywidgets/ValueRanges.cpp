@@ -109,10 +109,10 @@ namespace {
             return;
         }
         QVector<QString> missing;
-        const std::vector<char> offered = index->rowsWithKeys(values, &missing);
+        KeyedRows offered(index, values, &missing);
         std::unique_ptr<Membership<QString>> foreignOffered;
-        for (int i = firstValueEntry(box); i < int(offered.size()); ++i) {
-            if (offered[size_t(i)])
+        for (int i = firstValueEntry(box); i < box->count(); ++i) {
+            if (offered.contains(i))
                 continue;
             if (!index->keyed(i)) {
                 if (!foreignOffered)
@@ -283,9 +283,9 @@ void mergeValueRange(QListWidget* list, const QVector<QString>& values)
         return;
     RowIndex* const index = RowIndex::of(list);
     QVector<QString> missing;
-    const std::vector<char> offered = index->rowsWithKeys(values, &missing);
-    for (int row = 0; row < int(offered.size()); ++row) {
-        if (offered[size_t(row)] || index->key(row) == QLatin1String("AE"))
+    KeyedRows offered(index, values, &missing);
+    for (int row = 0; row < list->count(); ++row) {
+        if (offered.contains(row) || index->key(row) == QLatin1String("AE"))
             continue;
         setEnabled(list->item(row), false);
         hide(list, row);

@@ -164,9 +164,9 @@ void setPropertyValue(QListWidget* list, const QVector<QString>& selected)
 {
     if (!list)
         return;
-    const std::vector<char> chosen = RowIndex::of(list)->rowsWithKeys(selected);
+    KeyedRows chosen(RowIndex::of(list), selected);
     for (int row = 0; row < list->count(); ++row)
-        list->item(row)->setCheckState(chosen.at(size_t(row)) ? Qt::Checked : Qt::Unchecked);
+        list->item(row)->setCheckState(chosen.contains(row) ? Qt::Checked : Qt::Unchecked);
 }
 
 void setPropertyValue(QListWidget* list, const kq::TMultiOptions<QString>& option)
@@ -184,10 +184,10 @@ void mergePropertyValue(QListWidget* list, const QVector<QString>& selected)
 {
     if (!list)
         return;
-    const std::vector<char> chosen = RowIndex::of(list)->rowsWithKeys(selected);
+    KeyedRows chosen(RowIndex::of(list), selected);
     for (int row = 0; row < list->count(); ++row) {
         QListWidgetItem* item = list->item(row);
-        const int state = chosen.at(size_t(row)) ? Qt::Checked : Qt::Unchecked;
+        const int state = chosen.contains(row) ? Qt::Checked : Qt::Unchecked;
         if (item->data(Qt::CheckStateRole).toInt() != state)
             setIndeterminate(item);
     }
