@@ -24,12 +24,12 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QLineEdit>
-#include <QRadioButton>
-#include <QSpinBox>
 #include <QImage>
+#include <QLineEdit>
 #include <QListWidget>
 #include <QMap>
+#include <QRadioButton>
+#include <QSpinBox>
 #include <QStandardItemModel>
 #include <QTreeWidget>
 #include <QTreeWidgetItemIterator>
@@ -145,14 +145,14 @@ kqm::smart<kq::MemoryConfigSession> makeSession(int k)
             kTargetsId, QStringLiteral("Targets"), QStringLiteral("Targets"), false),
         targets);
 
-    session->emplace<kq::StringProperty>(
-        QSharedPointer<const kq::StringInfo>::create(kNameId, QStringLiteral("Name"), QStringLiteral("Name"), false),
+    session->emplace<kq::StringProperty>(QSharedPointer<const kq::StringInfo>::create(
+                                             kNameId, QStringLiteral("Name"), QStringLiteral("Name"), false),
         QStringLiteral("Camera %1").arg(k % 7));
-    session->emplace<kq::BoolProperty>(
-        QSharedPointer<const kq::BoolInfo>::create(kLedId, QStringLiteral("Led"), QStringLiteral("Led"), false),
+    session->emplace<kq::BoolProperty>(QSharedPointer<const kq::BoolInfo>::create(
+                                           kLedId, QStringLiteral("Led"), QStringLiteral("Led"), false),
         mix(k, 11) % 2 == 0);
-    session->emplace<kq::LongProperty>(QSharedPointer<const kq::LongInfo>::create(
-                                           kLevelId, QStringLiteral("Level"), QStringLiteral("Level"), false, 0, 100),
+    session->emplace<kq::LongProperty>(QSharedPointer<const kq::LongInfo>::create(kLevelId,
+                                           QStringLiteral("Level"), QStringLiteral("Level"), false, 0, 100),
         qint32(mix(k, 13) % 3 * 10));
     kq::TOptions<QString> codecs;
     for (const char* codec : kCodecs)
@@ -322,7 +322,8 @@ QVector<TreeRow> treeRows(int n)
 {
     QVector<TreeRow> rows;
     for (int j = 0; j < kSharedTargets; ++j)
-        rows.append({ QStringLiteral("10.0.0.%1").arg(j + 1), QString::number(8000 + j), 8000 + j, Qt::Checked });
+        rows.append(
+            { QStringLiteral("10.0.0.%1").arg(j + 1), QString::number(8000 + j), 8000 + j, Qt::Checked });
     for (int k = 0; k < n; ++k) {
         for (int j = 0; j < kOwnTargets; ++j)
             rows.append({ QStringLiteral("10.%1.%2.%3").arg(1 + k / 250).arg(k % 250).arg(j + 1),

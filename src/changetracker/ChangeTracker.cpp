@@ -156,10 +156,7 @@ bool ChangeTracker::track(IpPortTreeWidget* tree, kq::EStringListProperty id)
     return d->add(tree, trackTree(tree, id));
 }
 
-bool ChangeTracker::track(NodeWindowPane* pane, Store store)
-{
-    return d->add(pane, trackPane(pane, store));
-}
+bool ChangeTracker::track(NodeWindowPane* pane, Store store) { return d->add(pane, trackPane(pane, store)); }
 
 bool ChangeTracker::track(QWidget* widget, Writer write)
 {

@@ -59,7 +59,10 @@ namespace {
         return row;
     }
 
-    QString entryText(const Entry& entry) { return entry.first + QLatin1Char(':') + QString::number(entry.second); }
+    QString entryText(const Entry& entry)
+    {
+        return entry.first + QLatin1Char(':') + QString::number(entry.second);
+    }
 
     // One text of a node's list, with the entry it reads as (if any).
     struct Text {

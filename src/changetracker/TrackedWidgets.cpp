@@ -83,8 +83,8 @@ namespace {
             QObject* o = object();
             switch (m_kind) {
             case Kind::ComboBox:
-                QObject::connect(static_cast<QComboBox*>(o), QOverload<int>::of(&QComboBox::currentIndexChanged),
-                    context, changed);
+                QObject::connect(static_cast<QComboBox*>(o),
+                    QOverload<int>::of(&QComboBox::currentIndexChanged), context, changed);
                 break;
             case Kind::CheckBox:
                 QObject::connect(static_cast<QCheckBox*>(o), &QCheckBox::stateChanged, context, changed);
@@ -237,7 +237,8 @@ namespace {
                 }
                 m_showedMarker = kq::isIndeterminate(edit);
             });
-            connect(edit, &QLineEdit::textChanged, this, [this, edit] { m_showedMarker = kq::isIndeterminate(edit); });
+            connect(edit, &QLineEdit::textChanged, this,
+                [this, edit] { m_showedMarker = kq::isIndeterminate(edit); });
             m_showedMarker = kq::isIndeterminate(edit);
         }
 
