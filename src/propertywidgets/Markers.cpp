@@ -17,13 +17,6 @@
 namespace kq {
 
 namespace {
-    const char* const k_propertyId = "property-id";
-    const char* const k_initialized = "initialized";
-    const char* const k_multiplier = "multiplier";
-    const char* const k_oldFont = "old-font";
-    const char* const k_oldPalette = "old-palette";
-    const char* const k_oldTooltip = "old-tooltip";
-
     QStandardItem* comboItem(const QComboBox* box, int index)
     {
         if (!box || index < 0)
@@ -42,7 +35,7 @@ namespace {
 
 double multiplierOf(const QObject* widget)
 {
-    const double multiplier = widget ? widget->property(k_multiplier).toDouble() : 0.0;
+    const double multiplier = widget ? widget->property(markers::Multiplier).toDouble() : 0.0;
     return multiplier > 0.0 ? multiplier : 1.0;
 }
 
@@ -59,18 +52,18 @@ int truncatedInt(double value)
 
 void removeBindingMarkers(QObject* widget)
 {
-    widget->setProperty(k_propertyId, QVariant());
-    widget->setProperty(k_initialized, QVariant());
+    widget->setProperty(markers::PropertyId, QVariant());
+    widget->setProperty(markers::Initialized, QVariant());
 }
 
-bool isInitialized(const QObject* widget) { return widget->property(k_initialized).toBool(); }
+bool isInitialized(const QObject* widget) { return widget->property(markers::Initialized).toBool(); }
 
-void markInitialized(QObject* widget) { widget->setProperty(k_initialized, true); }
+void markInitialized(QObject* widget) { widget->setProperty(markers::Initialized, true); }
 
 void storePropertyId(QObject* widget, const kq::Property* property)
 {
     // Kept as a 64-bit integer variant; readers take it back with toInt().
-    widget->setProperty(k_propertyId, qlonglong(property->id()));
+    widget->setProperty(markers::PropertyId, qlonglong(property->id()));
 }
 
 bool requireProperty(QWidget* widget, const kq::Property* property)
@@ -100,16 +93,16 @@ void highlight(QWidget* w, bool on)
 {
     if (!w)
         return;
-    const QVariant oldFont = w->property(k_oldFont);
-    const QVariant oldPalette = w->property(k_oldPalette);
+    const QVariant oldFont = w->property(markers::OldFont);
+    const QVariant oldPalette = w->property(markers::OldPalette);
     if (on) {
         QFont font = w->font();
         QPalette palette = w->palette();
         // Only the first highlight records what to go back to.
         if (!oldFont.isValid())
-            w->setProperty(k_oldFont, font);
+            w->setProperty(markers::OldFont, font);
         if (!oldPalette.isValid())
-            w->setProperty(k_oldPalette, palette);
+            w->setProperty(markers::OldPalette, palette);
         font.setWeight(QFont::Bold);
         palette.setBrush(QPalette::All, QPalette::WindowText, QBrush(Qt::red, Qt::SolidPattern));
         w->setFont(font);
@@ -118,11 +111,11 @@ void highlight(QWidget* w, bool on)
     }
     if (oldFont.isValid()) {
         w->setFont(qvariant_cast<QFont>(oldFont));
-        w->setProperty(k_oldFont, QVariant());
+        w->setProperty(markers::OldFont, QVariant());
     }
     if (oldPalette.isValid()) {
         w->setPalette(qvariant_cast<QPalette>(oldPalette));
-        w->setProperty(k_oldPalette, QVariant());
+        w->setProperty(markers::OldPalette, QVariant());
     }
 }
 
@@ -130,15 +123,15 @@ void setEnabled(QWidget* w, bool enable)
 {
     if (!w)
         return;
-    const QVariant oldTooltip = w->property(k_oldTooltip);
+    const QVariant oldTooltip = w->property(markers::OldTooltip);
     if (enable) {
         if (oldTooltip.isValid())
             w->setToolTip(oldTooltip.toString());
-        w->setProperty(k_oldTooltip, QVariant());
+        w->setProperty(markers::OldTooltip, QVariant());
     } else {
         // Disabling twice must not lose the tool tip from before the first.
         if (!oldTooltip.isValid())
-            w->setProperty(k_oldTooltip, w->toolTip());
+            w->setProperty(markers::OldTooltip, w->toolTip());
         w->setToolTip(QCoreApplication::translate(
             "ConfigDialog", "This feature is not available for the connected camera."));
     }

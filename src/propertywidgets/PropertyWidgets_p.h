@@ -20,6 +20,23 @@ namespace kq {
 extern const QVariant IDETERMINATE_VALUE;
 
 // ---------------------------------------------------------------------------
+// Marker names: the dynamic properties by which bound widgets remember their
+// state, which dialog code may read too.
+
+namespace markers {
+    constexpr const char* PropertyId = "property-id";
+    constexpr const char* Initialized = "initialized";
+    constexpr const char* Multiplier = "multiplier";
+    constexpr const char* TranslatorHelper = "trns-helper";
+    constexpr const char* TrueValue = "true-value";
+    constexpr const char* FalseValue = "false-value";
+    constexpr const char* Value = "value";
+    constexpr const char* OldFont = "old-font";
+    constexpr const char* OldPalette = "old-palette";
+    constexpr const char* OldTooltip = "old-tooltip";
+} // namespace markers
+
+// ---------------------------------------------------------------------------
 // Helpers shared by the unit's sources
 
 // "<Multiple Values>" translated in context "Statics".
@@ -40,11 +57,11 @@ void storePropertyId(QObject* widget, const kq::Property* property);
 // storing one there as an unsigned 64-bit integer.
 template <class Translator> Translator translatorOf(const QObject* widget)
 {
-    return reinterpret_cast<Translator>(quintptr(widget->property("trns-helper").toULongLong()));
+    return reinterpret_cast<Translator>(quintptr(widget->property(markers::TranslatorHelper).toULongLong()));
 }
 template <class Translator> void storeTranslator(QObject* widget, Translator translator)
 {
-    widget->setProperty("trns-helper", quint64(reinterpret_cast<quintptr>(translator)));
+    widget->setProperty(markers::TranslatorHelper, quint64(reinterpret_cast<quintptr>(translator)));
 }
 // Whether the widget can show the property: a null widget cannot, and a null
 // property disables the widget (with the "not available" tool tip).

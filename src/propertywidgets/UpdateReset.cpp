@@ -191,8 +191,8 @@ void updateCheckBox(QCheckBox* box, const kq::StringOptionsProperty* property)
 {
     if (!bindProperty(box, property))
         return;
-    const QString falseValue = box->property("false-value").toString();
-    const QString trueValue = box->property("true-value").toString();
+    const QString falseValue = box->property(markers::FalseValue).toString();
+    const QString trueValue = box->property(markers::TrueValue).toString();
     const QString selected = property->value().getSelectedValue();
     Qt::CheckState state = Qt::PartiallyChecked;
     if (!falseValue.isEmpty())
@@ -207,7 +207,7 @@ void updateCheckBox(QCheckBox* box, const kq::ProfilesProperty* property)
 {
     if (!bindProperty(box, property))
         return;
-    const QString trueValue = box->property("true-value").toString();
+    const QString trueValue = box->property(markers::TrueValue).toString();
     const kq::Profiles& profiles = property->value();
     Qt::CheckState state = profiles.isEmpty() ? Qt::PartiallyChecked : Qt::Unchecked;
     for (const kq::Profile& profile : profiles) {
@@ -302,7 +302,7 @@ void updateRadioButton(QRadioButton* button, const kq::StringOptionsProperty* pr
 {
     if (!bindProperty(button, property))
         return;
-    const bool checked = button->property("value").toString() == property->value().getSelectedValue();
+    const bool checked = button->property(markers::Value).toString() == property->value().getSelectedValue();
     if (!isInitialized(button)) {
         button->setAutoExclusive(true);
         button->setChecked(checked);
@@ -402,8 +402,8 @@ void resetCheckBox(QCheckBox* box, const QString& falseValue, const QString& tru
     if (!box)
         return;
     resetCheckBox(box);
-    box->setProperty("false-value", falseValue);
-    box->setProperty("true-value", trueValue);
+    box->setProperty(markers::FalseValue, falseValue);
+    box->setProperty(markers::TrueValue, trueValue);
 }
 
 } // namespace kq

@@ -148,7 +148,7 @@ namespace {
         if (!box)
             return;
         removeBindingMarkers(box);
-        box->setProperty("multiplier", multiplier);
+        box->setProperty(markers::Multiplier, multiplier);
         box->setRange(minimum, maximum);
         box->setValue(value);
     }
@@ -388,7 +388,7 @@ void resetRadioButton(QRadioButton* button, const QString& value)
     if (!button)
         return;
     removeBindingMarkers(button);
-    button->setProperty("value", value);
+    button->setProperty(markers::Value, value);
     // Off, so that every button of a group can be shown unchecked.
     button->setAutoExclusive(false);
     button->setChecked(false);

@@ -45,8 +45,8 @@ namespace {
     {
         if (session.null() || !widget)
             return nullptr;
-        return dynamic_cast<kq::StringOptionsProperty*>(
-            session->property(widget->property("property-id").toInt(), HasProperties::k_contextIndexDefault));
+        return dynamic_cast<kq::StringOptionsProperty*>(session->property(
+            widget->property(markers::PropertyId).toInt(), HasProperties::k_contextIndexDefault));
     }
 
     template <class Property, class Value> bool selectAccepted(Property* property, const Value& value)
@@ -270,7 +270,7 @@ bool setProperty(kq::StringOptionsProperty* property, const QRadioButton* button
         return false;
     // Only the checked button of a group writes the choice.
     if (button->isChecked())
-        property->value().setSelectedValue(button->property("value").toString());
+        property->value().setSelectedValue(button->property(markers::Value).toString());
     return true;
 }
 
@@ -283,7 +283,8 @@ bool setProperty(kq::TOptions<QString>& option, const QCheckBox* box)
 {
     if (!box || !box->isEnabled() || isIndeterminate(box))
         return false;
-    const QString value = box->property(box->isChecked() ? "true-value" : "false-value").toString();
+    const QString value
+        = box->property(box->isChecked() ? markers::TrueValue : markers::FalseValue).toString();
     if (value.isEmpty())
         return false;
     option.setSelectedValue(value);
