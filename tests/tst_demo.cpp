@@ -1,7 +1,10 @@
 // Drives the demo's camera settings as a user would: selects cameras in the
 // list, reads the merged widgets, edits with keys and the mouse, applies,
-// saves and loads again. Writes a screenshot of every tab into the working
-// directory (the build folder) and checks that it shows something.
+// saves and loads again. Checks that Apply writes only what was edited (each
+// camera keeping its own values elsewhere), that Apply, Revert and the title's
+// "*" follow the changes, and the question about changes not applied. Writes
+// a screenshot of every tab into the working directory (the build folder) and
+// checks that it shows something.
 
 #include "CameraDocument.h"
 #include "CameraProperties.h"
@@ -18,21 +21,29 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QContextMenuEvent>
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSet>
 #include <QSpinBox>
 #include <QStandardPaths>
+#include <QStyle>
+#include <QStyleOptionButton>
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QTreeWidget>
+#include <QWindow>
 #include <QtTest>
 
 #include "LogCapture.h"
@@ -100,6 +111,117 @@ void writeFile(const QString& path, const QByteArray& content)
     QCOMPARE(file.write(content), qint64(content.size()));
 }
 
+// Clicks the box's indicator: a click beside its text hits nothing.
+void clickCheckBox(QCheckBox* box)
+{
+    QStyleOptionButton option;
+    option.initFrom(box);
+    option.text = box->text();
+    const QRect indicator = box->style()->subElementRect(QStyle::SE_CheckBoxIndicator, &option, box);
+    QTest::mouseClick(box, Qt::LeftButton, {}, indicator.center());
+}
+
+QByteArray readFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// The camera objects of a node-database document by identifier.
+QMap<QString, QJsonObject> camerasOf(const QByteArray& json)
+{
+    QMap<QString, QJsonObject> cameras;
+    const QJsonArray nodes = QJsonDocument::fromJson(json).object().value(QStringLiteral("nodes")).toArray();
+    for (const QJsonValue& node : nodes)
+        cameras.insert(node.toObject().value(QStringLiteral("id")).toString(), node.toObject());
+    return cameras;
+}
+
+// The camera object without the property `id` ("0x1001"...).
+QJsonObject withoutProperty(QJsonObject camera, const QString& id)
+{
+    QJsonArray kept;
+    for (const QJsonValue& property : camera.value(QStringLiteral("properties")).toArray()) {
+        if (property.toObject().value(QStringLiteral("id")).toString() != id)
+            kept.append(property);
+    }
+    camera.insert(QStringLiteral("properties"), kept);
+    return camera;
+}
+
+// Compares two node-database documents camera by camera, leaving out one
+// property; a failure names the camera and shows both objects.
+void compareExceptProperty(const QByteArray& before, const QByteArray& after, const QString& id)
+{
+    const QMap<QString, QJsonObject> was = camerasOf(before);
+    const QMap<QString, QJsonObject> is = camerasOf(after);
+    QCOMPARE(is.keys(), was.keys());
+    for (const QString& camera : was.keys()) {
+        const QJsonObject a = withoutProperty(was.value(camera), id);
+        const QJsonObject b = withoutProperty(is.value(camera), id);
+        QVERIFY2(a == b,
+            qPrintable(QStringLiteral("%1 was\n%2\nand is\n%3")
+                           .arg(camera, QString::fromUtf8(QJsonDocument(a).toJson()),
+                               QString::fromUtf8(QJsonDocument(b).toJson()))));
+    }
+}
+
+QVector<QString> selectedEvents(const QString& nodeId)
+{
+    return cameraProperty(nodeId, demo::EventsProperty)->value().getSelectedValues();
+}
+
+QVector<QString> alarmReceivers(const QString& nodeId)
+{
+    return QVector<QString>(cameraProperty(nodeId, demo::AlarmReceiversProperty)->value());
+}
+
+// Answers the question boxes that come up while it lives with one button,
+// from a timer that keeps looking until a box is up, and remembers what the
+// box asked.
+class QuestionAnswerer : public QObject {
+public:
+    explicit QuestionAnswerer(QMessageBox::StandardButton answer)
+        : m_answer(answer)
+    {
+        arm();
+    }
+
+    int count = 0;
+    QString title;
+    QString text;
+    QMessageBox::StandardButtons buttons;
+
+private:
+    void arm()
+    {
+        QTimer::singleShot(0, this, [this] { poll(); });
+    }
+    void poll()
+    {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (!box) {
+            arm();
+            return;
+        }
+        ++count;
+        title = box->windowTitle();
+        text = box->text();
+        buttons = box->standardButtons();
+        QAbstractButton* button = box->button(m_answer);
+        if (button)
+            button->click();
+        else
+            box->reject();
+        arm();
+    }
+
+    QMessageBox::StandardButton m_answer;
+};
+
+const QMessageBox::StandardButtons kQuestionButtons
+    = QMessageBox::Apply | QMessageBox::Discard | QMessageBox::Cancel;
+
 } // namespace
 
 class TestDemo : public QObject {
@@ -123,6 +245,14 @@ private:
     // Clicks the cameras in the list, the first plainly, the others with Ctrl.
     void clickCameras(const QStringList& nodeIds);
     void clickTab(const QString& name);
+    // Clicks Apply (Revert) once it is enabled: the dialog learns of an edit
+    // when the event loop next runs.
+    void clickApply();
+    void clickRevert();
+    // The title the window system shows, with "[*]" resolved.
+    QString shownTitle() const { return m_window->windowHandle()->title(); }
+    // Runs the event loop until the dialog has seen every pending change.
+    void settle();
 
 private Q_SLOTS:
     void initTestCase();
@@ -144,6 +274,23 @@ private Q_SLOTS:
     void eventsAreCheckedAndWrittenBack();
     void alarmReceiversAreReorderedAndRemoved();
     void screenshotsOfEveryTab();
+
+    void applyWithoutEditsChangesNothing_data();
+    void applyWithoutEditsChangesNothing();
+    void saveWithoutEditsKeepsTheNodeDatabase();
+    void applyAndRevertFollowTheChanges();
+    void changingTheSelectionAsksAboutChanges_data();
+    void changingTheSelectionAsksAboutChanges();
+    void closingAsksAboutChanges();
+    void openingAnotherFileAsksAboutChanges();
+    void anEventCheckedOverSeveralCamerasIsAddedToEach();
+    void aReceiverRemovedOverSeveralCamerasKeepsTheOthers();
+    void aReceiverAddedOverSeveralCamerasIsAppendedToEach();
+    void aReceiverMovedOverSeveralCamerasMovesInEach();
+    void anotherMasterRowIsAChangeThatWritesNothing();
+    void aNameTypedOverSeveralCamerasReplacesTheMarker();
+    void aCodecChosenOverTwoCamerasChangesOnlyTheCodec();
+    void aPartiallyCheckedBoxClickedChangesOnlyThatSetting();
 };
 
 void TestDemo::initTestCase()
@@ -198,6 +345,27 @@ void TestDemo::clickTab(const QString& name)
         }
     }
     QFAIL(qPrintable(QStringLiteral("no tab %1").arg(name)));
+}
+
+void TestDemo::clickApply()
+{
+    auto* apply = widget<QPushButton>("apply");
+    QTRY_VERIFY(apply->isEnabled());
+    QTest::mouseClick(apply, Qt::LeftButton);
+}
+
+void TestDemo::clickRevert()
+{
+    auto* revert = widget<QPushButton>("revert");
+    QTRY_VERIFY(revert->isEnabled());
+    QTest::mouseClick(revert, Qt::LeftButton);
+}
+
+void TestDemo::settle()
+{
+    // Twice: a check queued by the first pass runs in the second.
+    QCoreApplication::processEvents();
+    QCoreApplication::processEvents();
 }
 
 void TestDemo::startsWithTheBuiltInCameras()
@@ -325,7 +493,7 @@ void TestDemo::applyWritesEveryCameraAndKeepsTheirOwnValues()
     QTest::keyClick(port, Qt::Key_Up);
     QCOMPARE(port->value(), 81);
 
-    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    clickApply();
 
     for (const QString& id : { kEntrance, kGate }) {
         QCOMPARE(cameraProperty(id, demo::HttpPortProperty)->value(), 81);
@@ -366,14 +534,14 @@ void TestDemo::revertDropsChangesNotApplied()
     QTest::keyClicks(name, QStringLiteral("Back yard"));
     QCOMPARE(name->text(), QStringLiteral("Back yard"));
 
-    QTest::mouseClick(widget<QPushButton>("revert"), Qt::LeftButton);
+    clickRevert();
     QCOMPARE(name->text(), QStringLiteral("Yard"));
     QCOMPARE(cameraProperty(QStringLiteral("cam-yard"), demo::NameProperty)->value(), QStringLiteral("Yard"));
 
     // and an applied name shows in the camera list
     name->selectAll();
     QTest::keyClicks(name, QStringLiteral("Back yard"));
-    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    clickApply();
     QCOMPARE(m_window->cameraList()->item(2)->text(), QStringLiteral("Back yard"));
 }
 
@@ -463,7 +631,7 @@ void TestDemo::exposureWindowsAreMarkedDrawnAndStored()
     QTest::mouseRelease(osd, Qt::LeftButton, {}, to);
     QCOMPARE(pane->count(), 3);
 
-    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    clickApply();
     const QVariantList stored = windowsAttribute(kEntrance, demo::ExposureWindowsAttribute);
     QCOMPARE(stored.size(), 3);
     // the newest window comes first; it is included and lies where it was drawn
@@ -481,7 +649,7 @@ void TestDemo::exposureWindowsAreMarkedDrawnAndStored()
 
     QTest::mouseClick(widget<QPushButton>("removeExposureWindows"), Qt::LeftButton);
     QCOMPARE(pane->count(), 0);
-    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    clickApply();
     QVERIFY(windowsAttribute(kEntrance, demo::ExposureWindowsAttribute).isEmpty());
 }
 
@@ -512,7 +680,7 @@ void TestDemo::motionWindowSettingsAreEditedAndStored()
     QTest::keyClick(motionSet, Qt::Key_Down);
     QCOMPARE(pane->vmSet(1), kq::VMS_Set2);
 
-    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    clickApply();
     const QVariantMap changed = windowAt(yard, demo::MotionWindowsAttribute, 1);
     QCOMPARE(changed.value(QStringLiteral("sensitivity")).toInt(), 31);
     QCOMPARE(changed.value(QStringLiteral("set")).toInt(), 2);
@@ -524,9 +692,14 @@ void TestDemo::motionWindowSettingsAreEditedAndStored()
     QCOMPARE(other.value(QStringLiteral("set")).toInt(), 2);
     QCOMPARE(other.value(QStringLiteral("maxThreshold")).toInt(), 90);
 
-    // Revert shows what is stored
+    // Revert shows what is stored (Apply read the windows again, so the
+    // window is selected anew)
+    QTest::mouseClick(drawingWidget(pane), Qt::LeftButton, {},
+        screenCentre(pane, QRect(QPoint(1700, 200), QPoint(2299, 599))));
+    QCOMPARE(pane->selected(), 1);
     QTest::keyClick(sensitivity, Qt::Key_Up);
-    QTest::mouseClick(widget<QPushButton>("revert"), Qt::LeftButton);
+    QCOMPARE(pane->sensitivity(1), 32);
+    clickRevert();
     QCOMPARE(pane->count(), 2);
     QCOMPARE(pane->sensitivity(1), 31);
 }
@@ -561,7 +734,7 @@ void TestDemo::windowsThePanesCannotShowSurviveApply()
     // applying other settings leaves the windows as they are stored
     clickTab(QStringLiteral("Video"));
     QTest::keyClick(widget<QSpinBox>("httpPort"), Qt::Key_Up);
-    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    clickApply();
     QCOMPARE(cameraProperty(kGate, demo::HttpPortProperty)->value(), 81);
     QCOMPARE(windowsAttribute(kGate, demo::ExposureWindowsAttribute), stored);
 }
@@ -600,7 +773,7 @@ void TestDemo::lensCorrectedCamerasHavePolygonWindows()
     QTest::mouseClick(drawingWidget(pane), Qt::LeftButton, {}, inside);
     QCOMPARE(pane->selected(), 0);
     QTest::mouseClick(widget<QPushButton>("exclude"), Qt::LeftButton);
-    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    clickApply();
 
     const QVariantMap stored = windowAt(kGate, demo::ExposureWindowsAttribute, 0);
     QCOMPARE(stored.value(QStringLiteral("polygon")).toList(), triangle);
@@ -629,7 +802,7 @@ void TestDemo::eventsAreCheckedAndWrittenBack()
     const QRect row = events->visualItemRect(tamper);
     QTest::mouseClick(events->viewport(), Qt::LeftButton, {}, QPoint(row.left() + 10, row.center().y()));
     QCOMPARE(tamper->checkState(), Qt::Checked);
-    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    clickApply();
 
     QVector<QString> selected = cameraProperty(kEntrance, demo::EventsProperty)->value().getSelectedValues();
     std::sort(selected.begin(), selected.end());
@@ -667,7 +840,7 @@ void TestDemo::alarmReceiversAreReorderedAndRemoved()
     QCOMPARE(tree->topLevelItem(2)->text(0), QStringLiteral("<Ip>"));
     QVERIFY(!add->isEnabled()); // one unfilled row at a time
 
-    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    clickApply();
     // the unfilled row is not written
     QCOMPARE(QVector<QString>(cameraProperty(kEntrance, demo::AlarmReceiversProperty)->value()),
         QVector<QString>({ QStringLiteral("192.168.0.20:8000"), QStringLiteral("127.0.0.1:9000") }));
@@ -676,7 +849,7 @@ void TestDemo::alarmReceiversAreReorderedAndRemoved()
         tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(tree->topLevelItem(0)).center());
     QTest::mouseClick(remove, Qt::LeftButton);
     QCOMPARE(tree->topLevelItemCount(), 1);
-    QTest::mouseClick(widget<QPushButton>("apply"), Qt::LeftButton);
+    clickApply();
     QCOMPARE(QVector<QString>(cameraProperty(kEntrance, demo::AlarmReceiversProperty)->value()),
         QVector<QString>({ QStringLiteral("127.0.0.1:9000") }));
 }
@@ -709,6 +882,537 @@ void TestDemo::screenshotsOfEveryTab()
                 qPrintable(QStringLiteral("%1: %2 colours in the video").arg(tab).arg(videoColours)));
         }
     }
+}
+
+void TestDemo::applyWithoutEditsChangesNothing_data()
+{
+    QTest::addColumn<QStringList>("cameras");
+
+    const QString lobby = QStringLiteral("cam-lobby");
+    const QString yard = QStringLiteral("cam-yard");
+    QTest::newRow("all four") << QStringList({ kEntrance, lobby, yard, kGate });
+    QTest::newRow("entrance and gate") << QStringList({ kEntrance, kGate });
+    QTest::newRow("entrance") << QStringList({ kEntrance });
+    QTest::newRow("lobby") << QStringList({ lobby });
+    QTest::newRow("yard") << QStringList({ yard });
+    QTest::newRow("gate") << QStringList({ kGate });
+}
+
+void TestDemo::applyWithoutEditsChangesNothing()
+{
+    QFETCH(QStringList, cameras);
+    QFile resource(demo::CameraDocument::builtInPath());
+    QVERIFY(resource.open(QIODevice::ReadOnly));
+    const QMap<QString, QJsonObject> builtIn = camerasOf(resource.readAll());
+    QCOMPARE(builtIn.size(), 4);
+
+    openWindow();
+    clickCameras(cameras);
+    auto* apply = widget<QPushButton>("apply");
+    auto* revert = widget<QPushButton>("revert");
+    bool applyWasEnabled = false;
+    QTabWidget* tabs = settings()->tabs();
+    for (int i = 0; i < tabs->count(); ++i) {
+        clickTab(tabs->tabText(i).remove(QLatin1Char('&')));
+        // a pane that gets another size maps its windows anew: no change
+        m_window->resize(1100 - 40 * i, 720 - 20 * i);
+        settle();
+        if (apply->isEnabled()) {
+            qWarning("Apply is enabled on the %s tab without an edit", qPrintable(tabs->tabText(i)));
+            applyWasEnabled = true;
+            QTest::mouseClick(apply, Qt::LeftButton);
+        }
+        QVERIFY(!revert->isEnabled());
+    }
+    QVERIFY(!settings()->hasChanges());
+    QVERIFY(!m_window->isWindowModified());
+    QTest::mouseClick(widget<QPushButton>("save"), Qt::LeftButton);
+
+    const QMap<QString, QJsonObject> saved = camerasOf(readFile(demo::CameraDocument::userDataPath()));
+    QCOMPARE(saved.keys(), builtIn.keys());
+    for (const QString& id : builtIn.keys()) {
+        const QJsonObject was = builtIn.value(id);
+        const QJsonObject is = saved.value(id);
+        QVERIFY2(is == was,
+            qPrintable(QStringLiteral("%1 was\n%2\nand is saved as\n%3")
+                           .arg(id, QString::fromUtf8(QJsonDocument(was).toJson()),
+                               QString::fromUtf8(QJsonDocument(is).toJson()))));
+    }
+    QVERIFY2(!applyWasEnabled, "Apply was enabled without an edit");
+}
+
+void TestDemo::saveWithoutEditsKeepsTheNodeDatabase()
+{
+    openWindow();
+    clickCameras({ kEntrance, QStringLiteral("cam-lobby"), QStringLiteral("cam-yard"), kGate });
+    const QByteArray before = kq::NodeDB::getDB()->toJson();
+    QTest::mouseClick(widget<QPushButton>("save"), Qt::LeftButton);
+    const QByteArray after = kq::NodeDB::getDB()->toJson();
+    QCOMPARE(QJsonDocument::fromJson(after), QJsonDocument::fromJson(before));
+    QCOMPARE(after, before);
+    QCOMPARE(readFile(demo::CameraDocument::userDataPath()), after);
+
+    // the same after the selection has gone through each camera alone
+    for (const QString& id : kq::NodeDB::getDB()->nodeIds()) {
+        clickCameras({ id });
+        QTest::mouseClick(widget<QPushButton>("save"), Qt::LeftButton);
+        QCOMPARE(kq::NodeDB::getDB()->toJson(), before);
+    }
+}
+
+void TestDemo::applyAndRevertFollowTheChanges()
+{
+    openWindow();
+    const QString yard = QStringLiteral("cam-yard");
+    clickCameras({ yard });
+    auto* apply = widget<QPushButton>("apply");
+    auto* revert = widget<QPushButton>("revert");
+    settle();
+    QVERIFY(!apply->isEnabled());
+    QVERIFY(!revert->isEnabled());
+    QCOMPARE(shownTitle(), QStringLiteral("Camera settings"));
+
+    clickTab(QStringLiteral("General"));
+    auto* name = widget<QLineEdit>("name");
+    QTest::mouseClick(name, Qt::LeftButton);
+    QTest::keyClick(name, Qt::Key_End);
+    QTest::keyClicks(name, QStringLiteral(" 2"));
+    QCOMPARE(name->text(), QStringLiteral("Yard 2"));
+    QTRY_VERIFY(apply->isEnabled());
+    QVERIFY(revert->isEnabled());
+    QVERIFY(settings()->hasChanges());
+    QCOMPARE(shownTitle(), QStringLiteral("Camera settings*"));
+
+    // typed away again: nothing left to apply
+    QTest::keyClick(name, Qt::Key_Backspace);
+    QTest::keyClick(name, Qt::Key_Backspace);
+    QCOMPARE(name->text(), QStringLiteral("Yard"));
+    QTRY_VERIFY(!apply->isEnabled());
+    QVERIFY(!revert->isEnabled());
+    QCOMPARE(shownTitle(), QStringLiteral("Camera settings"));
+
+    QTest::keyClicks(name, QStringLiteral(" 2"));
+    clickApply();
+    QCOMPARE(cameraProperty(yard, demo::NameProperty)->value(), QStringLiteral("Yard 2"));
+    QVERIFY(!apply->isEnabled());
+    QVERIFY(!revert->isEnabled());
+    QVERIFY(!settings()->hasChanges());
+    QCOMPARE(shownTitle(), QStringLiteral("Camera settings"));
+    settle();
+    QVERIFY(!apply->isEnabled());
+
+    // a check box toggled with the mouse, then reverted
+    auto* led = widget<QCheckBox>("statusLed");
+    QVERIFY(led->isChecked());
+    clickCheckBox(led);
+    QVERIFY(!led->isChecked());
+    QTRY_VERIFY(apply->isEnabled());
+    QVERIFY(revert->isEnabled());
+    QCOMPARE(shownTitle(), QStringLiteral("Camera settings*"));
+    clickRevert();
+    QVERIFY(led->isChecked());
+    QCOMPARE(cameraProperty(yard, demo::StatusLedProperty)->value(), true);
+    QVERIFY(!apply->isEnabled());
+    QVERIFY(!revert->isEnabled());
+    QCOMPARE(shownTitle(), QStringLiteral("Camera settings"));
+    settle();
+    QVERIFY(!apply->isEnabled());
+    QCOMPARE(shownTitle(), QStringLiteral("Camera settings"));
+}
+
+void TestDemo::changingTheSelectionAsksAboutChanges_data()
+{
+    QTest::addColumn<int>("answer"); // QMessageBox::StandardButton
+    QTest::newRow("apply") << int(QMessageBox::Apply);
+    QTest::newRow("discard") << int(QMessageBox::Discard);
+    QTest::newRow("cancel") << int(QMessageBox::Cancel);
+}
+
+void TestDemo::changingTheSelectionAsksAboutChanges()
+{
+    QFETCH(int, answer);
+    openWindow();
+    clickCameras({ kEntrance });
+    auto* name = widget<QLineEdit>("name");
+    QTest::mouseClick(name, Qt::LeftButton);
+    QTest::keyClick(name, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClicks(name, QStringLiteral("Front door"));
+    QTRY_COMPARE(shownTitle(), QStringLiteral("Camera settings*"));
+
+    QuestionAnswerer answerer { QMessageBox::StandardButton(answer) };
+    QListWidget* list = m_window->cameraList();
+    QTest::mouseClick(
+        list->viewport(), Qt::LeftButton, {}, list->visualItemRect(list->item(3)).center()); // Gate
+    QCOMPARE(answerer.count, 1);
+    QCOMPARE(answerer.title, QCoreApplication::applicationName());
+    QCOMPARE(answerer.buttons, kQuestionButtons);
+    QVERIFY2(answerer.text.contains(QStringLiteral("not applied")), qPrintable(answerer.text));
+
+    switch (answer) {
+    case QMessageBox::Apply:
+        QCOMPARE(cameraProperty(kEntrance, demo::NameProperty)->value(), QStringLiteral("Front door"));
+        QCOMPARE(list->item(0)->text(), QStringLiteral("Front door"));
+        QCOMPARE(settings()->cameras(), QStringList({ kGate }));
+        QCOMPARE(m_window->selectedCameras(), QStringList({ kGate }));
+        QCOMPARE(name->text(), QStringLiteral("Gate"));
+        break;
+    case QMessageBox::Discard:
+        QCOMPARE(cameraProperty(kEntrance, demo::NameProperty)->value(), QStringLiteral("Entrance"));
+        QCOMPARE(settings()->cameras(), QStringList({ kGate }));
+        QCOMPARE(m_window->selectedCameras(), QStringList({ kGate }));
+        QCOMPARE(name->text(), QStringLiteral("Gate"));
+        break;
+    default:
+        // the camera shown stays selected, with the edit
+        QCOMPARE(cameraProperty(kEntrance, demo::NameProperty)->value(), QStringLiteral("Entrance"));
+        QCOMPARE(settings()->cameras(), QStringList({ kEntrance }));
+        QCOMPARE(m_window->selectedCameras(), QStringList({ kEntrance }));
+        QCOMPARE(name->text(), QStringLiteral("Front door"));
+        QVERIFY(settings()->hasChanges());
+        settle();
+        QCOMPARE(answerer.count, 1); // putting the selection back asks nothing
+        QCOMPARE(shownTitle(), QStringLiteral("Camera settings*"));
+        QVERIFY(widget<QPushButton>("apply")->isEnabled());
+        return;
+    }
+    settle();
+    QCOMPARE(answerer.count, 1);
+    QVERIFY(!settings()->hasChanges());
+    QCOMPARE(shownTitle(), QStringLiteral("Camera settings"));
+    QVERIFY(!widget<QPushButton>("apply")->isEnabled());
+}
+
+void TestDemo::closingAsksAboutChanges()
+{
+    openWindow();
+    clickCameras({ kGate });
+    clickTab(QStringLiteral("Video"));
+    auto* port = widget<QSpinBox>("httpPort");
+    const auto stepPortUp = [&] {
+        port->setFocus();
+        QTest::keyClick(port, Qt::Key_Up);
+        QCOMPARE(port->value(), 81);
+        QTRY_VERIFY(settings()->hasChanges());
+    };
+    stepPortUp();
+
+    {
+        QuestionAnswerer cancel(QMessageBox::Cancel);
+        QVERIFY(!m_window->close());
+        QCOMPARE(cancel.count, 1);
+        QCOMPARE(cancel.buttons, kQuestionButtons);
+    }
+    QVERIFY(m_window->isVisible());
+    QCOMPARE(port->value(), 81);
+    QVERIFY(settings()->hasChanges());
+    QCOMPARE(cameraProperty(kGate, demo::HttpPortProperty)->value(), 80);
+
+    {
+        QuestionAnswerer discard(QMessageBox::Discard);
+        QVERIFY(m_window->close());
+        QCOMPARE(discard.count, 1);
+    }
+    QVERIFY(!m_window->isVisible());
+    QCOMPARE(cameraProperty(kGate, demo::HttpPortProperty)->value(), 80);
+
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+    QCOMPARE(port->value(), 80);
+    stepPortUp();
+    {
+        QuestionAnswerer apply(QMessageBox::Apply);
+        QVERIFY(m_window->close());
+        QCOMPARE(apply.count, 1);
+    }
+    QVERIFY(!m_window->isVisible());
+    QCOMPARE(cameraProperty(kGate, demo::HttpPortProperty)->value(), 81);
+
+    // without changes the window closes without a question
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+    QuestionAnswerer none(QMessageBox::Cancel);
+    QVERIFY(m_window->close());
+    QCOMPARE(none.count, 0);
+}
+
+void TestDemo::openingAnotherFileAsksAboutChanges()
+{
+    const QString path = m_scratch.filePath(QStringLiteral("other.json"));
+    QFile resource(demo::CameraDocument::builtInPath());
+    QVERIFY(resource.open(QIODevice::ReadOnly));
+    writeFile(path, resource.readAll().replace("\"Gate\"", "\"Back gate\""));
+
+    openWindow();
+    clickCameras({ kEntrance });
+    clickTab(QStringLiteral("General"));
+    auto* led = widget<QCheckBox>("statusLed");
+    QVERIFY(led->isChecked());
+    clickCheckBox(led);
+    QVERIFY(!led->isChecked());
+    QTRY_VERIFY(settings()->hasChanges());
+
+    {
+        QuestionAnswerer cancel(QMessageBox::Cancel);
+        QVERIFY(!m_window->openFile(path));
+        QCOMPARE(cancel.count, 1);
+        QCOMPARE(cancel.buttons, kQuestionButtons);
+    }
+    QVERIFY(m_window->document().isBuiltIn());
+    QCOMPARE(m_window->cameraList()->item(3)->text(), QStringLiteral("Gate"));
+    QVERIFY(!led->isChecked());
+    QVERIFY(settings()->hasChanges());
+
+    {
+        QuestionAnswerer discard(QMessageBox::Discard);
+        QVERIFY(m_window->openFile(path));
+        QCOMPARE(discard.count, 1);
+    }
+    QCOMPARE(m_window->document().sourcePath(), path);
+    QCOMPARE(m_window->cameraList()->item(3)->text(), QStringLiteral("Back gate"));
+    QCOMPARE(cameraProperty(kEntrance, demo::StatusLedProperty)->value(), true);
+    QVERIFY(!settings()->hasChanges());
+    QCOMPARE(shownTitle(), QStringLiteral("Camera settings"));
+}
+
+void TestDemo::anEventCheckedOverSeveralCamerasIsAddedToEach()
+{
+    openWindow();
+    const QString lobby = QStringLiteral("cam-lobby");
+    const QString yard = QStringLiteral("cam-yard");
+    const QVector<QString> entranceBefore = selectedEvents(kEntrance);
+    const QVector<QString> gateBefore = selectedEvents(kGate);
+    const QVector<QString> yardBefore = selectedEvents(yard);
+    QCOMPARE(entranceBefore, QVector<QString>({ QStringLiteral("motion"), QStringLiteral("input1") }));
+    QCOMPARE(selectedEvents(lobby), QVector<QString>({ QStringLiteral("motion") }));
+    QCOMPARE(gateBefore, QVector<QString>({ QStringLiteral("input1") }));
+
+    clickCameras({ kEntrance, lobby, kGate });
+    clickTab(QStringLiteral("Events"));
+    auto* events = widget<QListWidget>("events");
+    QListWidgetItem* input1 = kq::findItem(events, QStringLiteral("input1"));
+    QListWidgetItem* motion = kq::findItem(events, QStringLiteral("motion"));
+    // input1 is selected on two of the three cameras; motion on two as well,
+    // but the list shows it unchecked as the gate has not enabled it
+    QCOMPARE(input1->checkState(), Qt::PartiallyChecked);
+    QCOMPARE(motion->checkState(), Qt::Unchecked);
+
+    const QRect row = events->visualItemRect(input1);
+    QTest::mouseClick(events->viewport(), Qt::LeftButton, {}, QPoint(row.left() + 10, row.center().y()));
+    QCOMPARE(input1->checkState(), Qt::Checked);
+    clickApply();
+
+    // input1 joins the lobby's selection; the other cameras had it already
+    QCOMPARE(selectedEvents(lobby), QVector<QString>({ QStringLiteral("motion"), QStringLiteral("input1") }));
+    QCOMPARE(selectedEvents(kEntrance), entranceBefore);
+    // motion, shown unchecked but not touched, stays where it was selected
+    QCOMPARE(selectedEvents(kGate), gateBefore);
+    QCOMPARE(selectedEvents(yard), yardBefore);
+
+    // unchecked, it leaves every camera's selection, the rest stays
+    input1 = kq::findItem(events, QStringLiteral("input1"));
+    for (int clicks = 0; clicks < 3 && input1->checkState() != Qt::Unchecked; ++clicks) {
+        const QRect again = events->visualItemRect(input1);
+        QTest::mouseClick(
+            events->viewport(), Qt::LeftButton, {}, QPoint(again.left() + 10, again.center().y()));
+    }
+    QCOMPARE(input1->checkState(), Qt::Unchecked);
+    clickApply();
+    QCOMPARE(selectedEvents(lobby), QVector<QString>({ QStringLiteral("motion") }));
+    QCOMPARE(selectedEvents(kEntrance), QVector<QString>({ QStringLiteral("motion") }));
+    QCOMPARE(selectedEvents(kGate), QVector<QString>());
+    QCOMPARE(selectedEvents(yard), yardBefore);
+}
+
+void TestDemo::aReceiverRemovedOverSeveralCamerasKeepsTheOthers()
+{
+    openWindow();
+    const QString yard = QStringLiteral("cam-yard");
+    QCOMPARE(alarmReceivers(yard),
+        QVector<QString>({ QStringLiteral("10.1.0.5:9000"), QStringLiteral("192.168.0.20:8000") }));
+
+    clickCameras({ kEntrance, yard, kGate });
+    clickTab(QStringLiteral("Network"));
+    auto* tree = widget<QTreeWidget>("receivers");
+    QTreeWidgetItem* shared = nullptr;
+    for (int i = 0; i < tree->topLevelItemCount(); ++i) {
+        if (tree->topLevelItem(i)->text(0) == QLatin1String("192.168.0.20"))
+            shared = tree->topLevelItem(i);
+    }
+    QVERIFY(shared);
+    QCOMPARE(shared->checkState(0), Qt::Checked); // all three have it
+
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(shared).center());
+    QTest::mouseClick(widget<QPushButton>("removeReceiver"), Qt::LeftButton);
+    clickApply();
+
+    QCOMPARE(alarmReceivers(kEntrance), QVector<QString>({ QStringLiteral("127.0.0.1:9000") }));
+    QCOMPARE(alarmReceivers(yard), QVector<QString>({ QStringLiteral("10.1.0.5:9000") }));
+    QCOMPARE(alarmReceivers(kGate), QVector<QString>());
+    // a camera that was not selected keeps it
+    QCOMPARE(alarmReceivers(QStringLiteral("cam-lobby")),
+        QVector<QString>({ QStringLiteral("127.0.0.1:9000"), QStringLiteral("192.168.0.21:8000") }));
+}
+
+void TestDemo::aReceiverAddedOverSeveralCamerasIsAppendedToEach()
+{
+    openWindow();
+    const QString yard = QStringLiteral("cam-yard");
+    const QByteArray before = kq::NodeDB::getDB()->toJson();
+    clickCameras({ kEntrance, yard, kGate });
+    clickTab(QStringLiteral("Network"));
+    auto* tree = widget<QTreeWidget>("receivers");
+    const int rows = tree->topLevelItemCount();
+    QTest::mouseClick(widget<QPushButton>("addReceiver"), Qt::LeftButton);
+    QCOMPARE(tree->topLevelItemCount(), rows + 1);
+    QTreeWidgetItem* added = tree->topLevelItem(rows);
+
+    // a double click on a cell opens its editor
+    const auto type = [&](int column, const QString& text) {
+        const QPoint cell = tree->visualRect(tree->model()->index(rows, column)).center();
+        QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, cell);
+        QTest::mouseDClick(tree->viewport(), Qt::LeftButton, {}, cell);
+        auto* editor = qobject_cast<QLineEdit*>(QApplication::focusWidget());
+        QVERIFY(editor);
+        editor->selectAll();
+        QTest::keyClicks(editor, text);
+        QTest::keyClick(editor, Qt::Key_Return);
+        // the delegate commits from the event loop
+        QTRY_COMPARE(tree->topLevelItem(rows)->text(column), text);
+    };
+    type(0, QStringLiteral("10.9.9.9"));
+    type(1, QStringLiteral("7000"));
+    QCOMPARE(added->text(0), QStringLiteral("10.9.9.9"));
+    QCOMPARE(added->text(1), QStringLiteral("7000"));
+    clickApply();
+
+    // at the end of each camera's own list, whose order stays
+    QCOMPARE(alarmReceivers(kEntrance),
+        QVector<QString>({ QStringLiteral("127.0.0.1:9000"), QStringLiteral("192.168.0.20:8000"),
+            QStringLiteral("10.9.9.9:7000") }));
+    QCOMPARE(alarmReceivers(yard),
+        QVector<QString>({ QStringLiteral("10.1.0.5:9000"), QStringLiteral("192.168.0.20:8000"),
+            QStringLiteral("10.9.9.9:7000") }));
+    QCOMPARE(alarmReceivers(kGate),
+        QVector<QString>({ QStringLiteral("192.168.0.20:8000"), QStringLiteral("10.9.9.9:7000") }));
+    compareExceptProperty(before, kq::NodeDB::getDB()->toJson(), QStringLiteral("0x6001"));
+}
+
+void TestDemo::aNameTypedOverSeveralCamerasReplacesTheMarker()
+{
+    openWindow();
+    const QByteArray before = kq::NodeDB::getDB()->toJson();
+    clickCameras({ kEntrance, kGate });
+    auto* name = widget<QLineEdit>("name");
+    QCOMPARE(name->text(), pwtest::staticsMarker());
+    QTest::mouseClick(name, Qt::LeftButton);
+    QTest::keyClick(name, Qt::Key_End);
+    QTest::keyClicks(name, QStringLiteral("Door"));
+    QCOMPARE(name->text(), QStringLiteral("Door"));
+    clickApply();
+
+    QCOMPARE(cameraProperty(kEntrance, demo::NameProperty)->value(), QStringLiteral("Door"));
+    QCOMPARE(cameraProperty(kGate, demo::NameProperty)->value(), QStringLiteral("Door"));
+    QCOMPARE(name->text(), QStringLiteral("Door"));
+    compareExceptProperty(before, kq::NodeDB::getDB()->toJson(), QStringLiteral("0x1001"));
+}
+
+void TestDemo::aCodecChosenOverTwoCamerasChangesOnlyTheCodec()
+{
+    openWindow();
+    const QByteArray before = kq::NodeDB::getDB()->toJson();
+    clickCameras({ kEntrance, kGate });
+    clickTab(QStringLiteral("Video"));
+    auto* mjpeg = widget<QRadioButton>("codec-mjpeg");
+    auto* h264 = widget<QRadioButton>("codec-h264");
+    QVERIFY(!mjpeg->isChecked() && !h264->isChecked()); // they differ
+    QTest::mouseClick(mjpeg, Qt::LeftButton, {}, QPoint(8, mjpeg->height() / 2));
+    QVERIFY(mjpeg->isChecked());
+    clickApply();
+
+    QCOMPARE(selectedString(kEntrance, demo::CodecProperty), QStringLiteral("mjpeg"));
+    QCOMPARE(selectedString(kGate, demo::CodecProperty), QStringLiteral("mjpeg"));
+    QVERIFY(mjpeg->isChecked());
+    compareExceptProperty(before, kq::NodeDB::getDB()->toJson(), QStringLiteral("0x3003"));
+    settle();
+    QVERIFY(!widget<QPushButton>("apply")->isEnabled());
+}
+
+void TestDemo::aReceiverMovedOverSeveralCamerasMovesInEach()
+{
+    openWindow();
+    const QString yard = QStringLiteral("cam-yard");
+    const QByteArray before = kq::NodeDB::getDB()->toJson();
+    clickCameras({ kEntrance, yard });
+    clickTab(QStringLiteral("Network"));
+    auto* tree = widget<QTreeWidget>("receivers");
+    QTreeWidgetItem* shared = nullptr;
+    for (int i = 0; i < tree->topLevelItemCount(); ++i) {
+        if (tree->topLevelItem(i)->text(0) == QLatin1String("192.168.0.20"))
+            shared = tree->topLevelItem(i);
+    }
+    QVERIFY(shared);
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(shared).center());
+    auto* up = widget<QPushButton>("upReceiver");
+    while (up->isEnabled())
+        QTest::mouseClick(up, Qt::LeftButton);
+    QCOMPARE(tree->indexOfTopLevelItem(shared), 0);
+    clickApply();
+
+    // each camera's list puts it first; their other entries stay
+    QCOMPARE(alarmReceivers(kEntrance),
+        QVector<QString>({ QStringLiteral("192.168.0.20:8000"), QStringLiteral("127.0.0.1:9000") }));
+    QCOMPARE(alarmReceivers(yard),
+        QVector<QString>({ QStringLiteral("192.168.0.20:8000"), QStringLiteral("10.1.0.5:9000") }));
+    compareExceptProperty(before, kq::NodeDB::getDB()->toJson(), QStringLiteral("0x6001"));
+}
+
+void TestDemo::anotherMasterRowIsAChangeThatWritesNothing()
+{
+    openWindow();
+    const QByteArray before = kq::NodeDB::getDB()->toJson();
+    clickCameras({ kEntrance });
+    clickTab(QStringLiteral("Network"));
+    auto* tree = widget<QTreeWidget>("receivers");
+    QCOMPARE(widget<QLabel>("masterPort")->text(), QStringLiteral("Master port: 9000"));
+    QTreeWidgetItem* other = tree->topLevelItem(1);
+    QCOMPARE(other->text(0), QStringLiteral("192.168.0.20"));
+
+    // the row's context menu has one action, "Master Port"
+    bool menuSeen = false;
+    QTimer::singleShot(0, this, [&] {
+        auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        QVERIFY(menu);
+        menuSeen = true;
+        QTest::keyClick(menu, Qt::Key_Down);
+        QTest::keyClick(menu, Qt::Key_Return);
+    });
+    const QPoint at = tree->visualItemRect(other).center();
+    QContextMenuEvent event(QContextMenuEvent::Mouse, at, tree->viewport()->mapToGlobal(at));
+    QApplication::sendEvent(tree->viewport(), &event);
+    QVERIFY(menuSeen);
+    QCOMPARE(widget<QLabel>("masterPort")->text(), QStringLiteral("Master port: 8000"));
+    QTRY_VERIFY(widget<QPushButton>("apply")->isEnabled());
+    QCOMPARE(shownTitle(), QStringLiteral("Camera settings*"));
+
+    clickApply();
+    QCOMPARE(kq::NodeDB::getDB()->toJson(), before);
+    QVERIFY(!settings()->hasChanges());
+}
+
+void TestDemo::aPartiallyCheckedBoxClickedChangesOnlyThatSetting()
+{
+    openWindow();
+    const QByteArray before = kq::NodeDB::getDB()->toJson();
+    clickCameras({ kEntrance, kGate });
+    auto* led = widget<QCheckBox>("statusLed");
+    QCOMPARE(led->checkState(), Qt::PartiallyChecked);
+    clickCheckBox(led);
+    QCOMPARE(led->checkState(), Qt::Checked);
+    clickApply();
+
+    QCOMPARE(cameraProperty(kEntrance, demo::StatusLedProperty)->value(), true);
+    QCOMPARE(cameraProperty(kGate, demo::StatusLedProperty)->value(), true);
+    compareExceptProperty(before, kq::NodeDB::getDB()->toJson(), QStringLiteral("0x2001"));
 }
 
 QTEST_MAIN(TestDemo)

@@ -145,8 +145,8 @@ private Q_SLOTS:
             box.addItem(QStringLiteral("entry"), entry);
             for (const char* text : texts) {
                 const QString value = QLatin1String(text);
-                const int expected = box.findData(
-                    QVariant(value), Qt::UserRole, Qt::MatchExactly | Qt::MatchCaseSensitive);
+                const int expected
+                    = box.findData(QVariant(value), Qt::UserRole, Qt::MatchExactly | Qt::MatchCaseSensitive);
                 const QByteArray what = QByteArray("text \"") + text + "\"";
                 QVERIFY2(kq::findData(&box, QVariant(value)) == expected, what.constData());
                 QVERIFY2(kq::isEnabled(&box, value) == (expected >= 0), what.constData());

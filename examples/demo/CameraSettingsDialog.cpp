@@ -3,6 +3,7 @@
 #include "CameraProperties.h"
 #include "WindowAttributes.h"
 
+#include <ConfigDialogs/ChangeTracker.h>
 #include <ConfigDialogs/ExposureWindowPane.h>
 #include <ConfigDialogs/IpPortTreeWidget.h>
 #include <ConfigDialogs/PropertyWidgets.h>
@@ -133,6 +134,10 @@ CameraSettingsDialog::CameraSettingsDialog(QWidget* parent)
     connect(m_applyButton, &QPushButton::clicked, this, &CameraSettingsDialog::apply);
     connect(m_revertButton, &QPushButton::clicked, this, &CameraSettingsDialog::revert);
 
+    m_tracker = new kqgui::ChangeTracker(this);
+    trackWidgets();
+    connect(m_tracker, &kqgui::ChangeTracker::hasChangesChanged, this, &CameraSettingsDialog::showChanges);
+
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_tabs);
@@ -142,6 +147,32 @@ CameraSettingsDialog::CameraSettingsDialog(QWidget* parent)
 }
 
 CameraSettingsDialog::~CameraSettingsDialog() = default;
+
+void CameraSettingsDialog::trackWidgets()
+{
+    m_tracker->track(m_name, NameProperty);
+    m_tracker->track(m_statusLed, StatusLedProperty);
+    m_tracker->track(m_mirror, MirrorProperty);
+    m_tracker->track(m_wideDynamicRange, WideDynamicRangeProperty);
+
+    m_tracker->track(m_resolution, ResolutionProperty);
+    m_tracker->track(m_frameRate, FrameRateProperty);
+    m_tracker->track(m_compression, CompressionProperty);
+    m_tracker->track(m_keyFrameInterval, KeyFrameIntervalProperty);
+    for (QRadioButton* button : qAsConst(m_codecButtons))
+        m_tracker->track(button, CodecProperty);
+    m_tracker->track(m_httpPort, HttpPortProperty);
+
+    m_tracker->track(m_events, EventsProperty);
+    m_tracker->track(m_receivers, AlarmReceiversProperty);
+
+    // The window setting controls under the motion pane edit the pane's
+    // windows; the pane is what changes, so they are not tracked themselves.
+    // The tracker watches each window's settings (its dynamic properties), so
+    // an edit there needs no refresh().
+    m_tracker->track(m_exposurePane, [this] { storeExposureWindows(); });
+    m_tracker->track(m_motionPane, [this] { storeMotionWindows(); });
+}
 
 QWidget* CameraSettingsDialog::createGeneralTab()
 {
@@ -386,10 +417,7 @@ void CameraSettingsDialog::setCameras(const QStringList& nodeIds)
         if (!sessionOf(id).null())
             m_nodeIds.append(id);
     }
-    const bool any = !m_nodeIds.isEmpty();
-    m_tabs->setEnabled(any);
-    m_applyButton->setEnabled(any);
-    m_revertButton->setEnabled(any);
+    m_tabs->setEnabled(!m_nodeIds.isEmpty());
     revert();
 }
 
@@ -404,22 +432,40 @@ bool CameraSettingsDialog::showTab(const QString& name)
     return false;
 }
 
+bool CameraSettingsDialog::hasChanges() const { return m_tracker->hasChanges(); }
+
 void CameraSettingsDialog::revert()
 {
+    // The cameras are read again rather than the widgets put back, so that
+    // the dialog also shows what changed in the sessions meanwhile.
+    m_filling = true;
     resetWidgets();
     for (const QString& id : qAsConst(m_nodeIds))
         updateWidgets(id);
     finishUpdate();
     loadWindows();
+    m_filling = false;
+    m_tracker->snapshot(m_nodeIds);
+    showChanges(m_tracker->hasChanges());
 }
 
 void CameraSettingsDialog::apply()
 {
-    for (const QString& id : qAsConst(m_nodeIds))
-        applyTo(id);
-    storeWindows();
+    m_tracker->apply();
     Q_EMIT applied();
     revert();
+}
+
+void CameraSettingsDialog::showChanges(bool changes)
+{
+    m_applyButton->setEnabled(changes);
+    m_revertButton->setEnabled(changes);
+    // Nothing to announce while the widgets are being filled: the snapshot
+    // that follows decides.
+    if (!m_filling && changes != m_changesShown) {
+        m_changesShown = changes;
+        Q_EMIT changesChanged(changes);
+    }
 }
 
 void CameraSettingsDialog::resetWidgets()
@@ -498,28 +544,6 @@ void CameraSettingsDialog::finishUpdate()
     updateNetworkButtons();
 }
 
-void CameraSettingsDialog::applyTo(const QString& nodeId)
-{
-    const kqm::smart<kq::INodeConfigSession> session = sessionOf(nodeId);
-
-    kq::setProperty(session->property(NameProperty, kContext), m_name);
-    kq::setProperty(session->property(StatusLedProperty, kContext), m_statusLed);
-    kq::setProperty(session->property(MirrorProperty, kContext), m_mirror);
-    kq::setProperty(session->property(WideDynamicRangeProperty, kContext), m_wideDynamicRange);
-
-    kq::setProperty(session, m_resolution);
-    kq::setProperty(session->property(FrameRateProperty, kContext), m_frameRate);
-    kq::setProperty(session->property(CompressionProperty, kContext), m_compression);
-    kq::setProperty(session->property(KeyFrameIntervalProperty, kContext), m_keyFrameInterval);
-    for (QRadioButton* button : qAsConst(m_codecButtons))
-        kq::setProperty(session, button);
-    kq::setProperty(session->property(HttpPortProperty, kContext), m_httpPort);
-
-    kq::setProperty(session->property(EventsProperty, kContext), m_events);
-
-    m_receivers->setConfigSessionProperty(session->property(AlarmReceiversProperty, kContext), nodeId);
-}
-
 void CameraSettingsDialog::loadWindows()
 {
     const QString camera = m_nodeIds.value(0);
@@ -541,23 +565,28 @@ void CameraSettingsDialog::loadWindows()
     loadMotionWindows(m_motionPane, attributes.value(MotionWindowsAttribute).toList(), camera);
     m_exposurePane->showOnScreenDisplay(!node.null());
     m_motionPane->showOnScreenDisplay(!node.null());
-    m_windowsChanged = false;
     updateExposureButtons();
     showMotionWindow();
 }
 
-void CameraSettingsDialog::storeWindows()
+// The tracker stores a pane only when its windows changed, so stored entries
+// the panes could not show survive an Apply of other settings.
+void CameraSettingsDialog::storeExposureWindows()
 {
     const kqm::smart<const kq::Node> node = kq::NodeDB::getDB()->node(m_nodeIds.value(0));
-    if (!m_windowsChanged || node.null())
-        return;
-    node->session()->setAttribute(ExposureWindowsAttribute, exposureWindows(m_exposurePane));
-    node->session()->setAttribute(MotionWindowsAttribute, motionWindows(m_motionPane));
+    if (!node.null())
+        node->session()->setAttribute(ExposureWindowsAttribute, exposureWindows(m_exposurePane));
+}
+
+void CameraSettingsDialog::storeMotionWindows()
+{
+    const kqm::smart<const kq::Node> node = kq::NodeDB::getDB()->node(m_nodeIds.value(0));
+    if (!node.null())
+        node->session()->setAttribute(MotionWindowsAttribute, motionWindows(m_motionPane));
 }
 
 void CameraSettingsDialog::windowsChanged()
 {
-    m_windowsChanged = true;
     updateExposureButtons();
     showMotionWindow();
 }
@@ -598,7 +627,6 @@ void CameraSettingsDialog::changeMotionWindow()
     m_motionPane->setThreshold(i, m_minThreshold->value(), m_maxThreshold->value());
     m_motionPane->setReference(i, m_reference->isChecked());
     m_motionPane->setVMSet(i, kq::EVideoMotionSet(m_motionSet->currentData().toInt()));
-    m_windowsChanged = true;
 }
 
 void CameraSettingsDialog::updateNetworkButtons()

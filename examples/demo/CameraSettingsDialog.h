@@ -7,9 +7,13 @@
 //   the cameras differ a widget shows "<Multiple Values>" (or a partially
 //   checked box); where a camera lacks a property the widget is disabled with
 //   the tool tip "This feature is not available for the connected camera.".
-// - apply(): every widget writes its value back into each camera's session.
-//   A widget that shows "<Multiple Values>" or is disabled writes nothing, so
-//   each camera keeps its own value there. Then the widgets are read again.
+// - apply(): only what the user changed since the widgets were filled is
+//   written, by a kqgui::ChangeTracker. A widget that shows "<Multiple
+//   Values>" or is disabled writes nothing, so each camera keeps its own value
+//   there; the events list and the alarm receivers write the items the user
+//   toggled, added, removed or moved, each camera keeping its other entries.
+//   Then the widgets are read again.
+// Apply and Revert are enabled only while there are changes not applied.
 //
 // The exposure and motion windows are edited for the first camera only. They
 // are kept in its session as attributes (keys of the node in the camera
@@ -39,6 +43,7 @@ class QSpinBox;
 class QTabWidget;
 
 namespace kqgui {
+class ChangeTracker;
 class ExposureWindowPane;
 class IpPortTreeWidget;
 class VideoMotionWindowPane;
@@ -62,9 +67,12 @@ public:
     // case, current; false when there is none.
     bool showTab(const QString& name);
 
+    // Whether the user changed something that is not applied yet.
+    bool hasChanges() const;
+
 public Q_SLOTS:
-    // Writes every widget back into each camera's session, then reads them
-    // again.
+    // Writes what the user changed into the cameras' sessions, then reads
+    // them again.
     void apply();
     // Shows the cameras' current settings, dropping changes not applied.
     void revert();
@@ -72,6 +80,8 @@ public Q_SLOTS:
 Q_SIGNALS:
     // After apply() wrote the cameras' sessions.
     void applied();
+    // hasChanges() flipped.
+    void changesChanged(bool hasChanges);
 
 private:
     QWidget* createGeneralTab();
@@ -85,10 +95,12 @@ private:
     void updateWidgets(const QString& nodeId);
     // The steps that need every camera at once.
     void finishUpdate();
-    void applyTo(const QString& nodeId);
+    void trackWidgets();
+    void showChanges(bool changes);
     // The window panes show the first camera and its windows.
     void loadWindows();
-    void storeWindows();
+    void storeExposureWindows();
+    void storeMotionWindows();
     void windowsChanged();
     void updateExposureButtons();
     void showMotionWindow();
@@ -97,6 +109,11 @@ private:
     void showMasterPort();
 
     QStringList m_nodeIds;
+    kqgui::ChangeTracker* m_tracker = nullptr;
+    // While the widgets are filled from the cameras.
+    bool m_filling = false;
+    // What changesChanged() announced last.
+    bool m_changesShown = false;
     QTabWidget* m_tabs = nullptr;
     QPushButton* m_applyButton = nullptr;
     QPushButton* m_revertButton = nullptr;
@@ -130,9 +147,6 @@ private:
     QCheckBox* m_reference = nullptr;
     QComboBox* m_motionSet = nullptr;
     QPushButton* m_removeMotionWindows = nullptr;
-    // The user changed a window since the panes were loaded; only then does
-    // apply() store them, so entries the panes could not show survive.
-    bool m_windowsChanged = false;
 
     // Events
     QListWidget* m_events = nullptr;

@@ -6,6 +6,7 @@
 #include <kq/NodeDB.h>
 
 #include <QAction>
+#include <QCloseEvent>
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileDialog>
@@ -14,6 +15,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScopedValueRollback>
 #include <QSplitter>
 #include <QStatusBar>
 #include <QVBoxLayout>
@@ -47,7 +49,7 @@ MainWindow::MainWindow(const CameraDocument& document, QWidget* parent)
     : QMainWindow(parent)
     , m_document(document)
 {
-    setWindowTitle(tr("Camera settings"));
+    setWindowTitle(tr("Camera settings[*]"));
 
     m_cameras = new QListWidget;
     m_cameras->setObjectName(QStringLiteral("cameras"));
@@ -89,15 +91,62 @@ MainWindow::MainWindow(const CameraDocument& document, QWidget* parent)
     m_source->setObjectName(QStringLiteral("source"));
     statusBar()->addWidget(m_source, 1);
 
-    connect(m_cameras, &QListWidget::itemSelectionChanged, this,
-        [this] { m_settings->setCameras(selectedCameras()); });
+    connect(m_cameras, &QListWidget::itemSelectionChanged, this, &MainWindow::cameraSelectionChanged);
     connect(m_settings, &CameraSettingsDialog::applied, this, &MainWindow::refreshCameraNames);
+    connect(m_settings, &CameraSettingsDialog::changesChanged, this, &QWidget::setWindowModified);
 
     fillCameraList();
     showSource();
 }
 
 MainWindow::~MainWindow() = default;
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    if (!settleChanges()) {
+        event->ignore();
+        return;
+    }
+    QMainWindow::closeEvent(event);
+}
+
+bool MainWindow::settleChanges()
+{
+    if (!m_settings->hasChanges())
+        return true;
+    QMessageBox box(QMessageBox::Question, QCoreApplication::applicationName(),
+        tr("The settings of the selected cameras have changes that are not applied."),
+        QMessageBox::Apply | QMessageBox::Discard | QMessageBox::Cancel, this);
+    box.setInformativeText(tr("Apply them to the cameras, or discard them?"));
+    box.setDefaultButton(QMessageBox::Apply);
+    box.setEscapeButton(QMessageBox::Cancel);
+    switch (box.exec()) {
+    case QMessageBox::Apply:
+        m_settings->apply();
+        return true;
+    case QMessageBox::Discard:
+        m_settings->revert();
+        return true;
+    default:
+        return false;
+    }
+}
+
+void MainWindow::cameraSelectionChanged()
+{
+    if (m_markingSelection)
+        return;
+    const QStringList shown = m_settings->cameras();
+    if (selectedCameras() == shown)
+        return;
+    if (!settleChanges()) {
+        // Cancel: the settings still show the cameras they showed, with the
+        // changes; so must the list.
+        markSelected(shown);
+        return;
+    }
+    m_settings->setCameras(selectedCameras());
+}
 
 void MainWindow::fillCameraList()
 {
@@ -129,6 +178,15 @@ void MainWindow::showSource()
 
 void MainWindow::selectCameras(const QStringList& nodeIds)
 {
+    markSelected(nodeIds);
+    cameraSelectionChanged();
+}
+
+void MainWindow::markSelected(const QStringList& nodeIds)
+{
+    // One selection change for the settings, not one per camera: each would
+    // read every selected camera again.
+    const QScopedValueRollback<bool> quiet(m_markingSelection, true);
     m_cameras->clearSelection();
     bool current = false;
     for (int row = 0; row < m_cameras->count(); ++row) {
@@ -178,6 +236,8 @@ void MainWindow::open()
 
 bool MainWindow::openFile(const QString& path)
 {
+    if (!settleChanges())
+        return false;
     QString error;
     if (!m_document.load(path, &error)) {
         warn(this, error);

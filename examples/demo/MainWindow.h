@@ -1,6 +1,8 @@
 // The demo's main window: the cameras on the left (several may be selected),
 // their settings on the right, and the File menu to open and save camera
-// documents.
+// documents. The title carries "*" while the settings have changes not
+// applied; selecting other cameras, opening another document or closing the
+// window then asks whether to apply them, discard them or stay.
 #pragma once
 
 #include "CameraDocument.h"
@@ -28,7 +30,8 @@ public:
     const CameraDocument& document() const { return m_document; }
 
     // Selects the cameras with those identifiers (unknown ones are skipped);
-    // the settings then show them.
+    // the settings then show them (after the question about changes not
+    // applied, which may keep the cameras shown).
     void selectCameras(const QStringList& nodeIds);
     QStringList selectedCameras() const;
 
@@ -39,10 +42,21 @@ public Q_SLOTS:
     // Asks for a camera document and opens it.
     void open();
     // Replaces the cameras by the document at path; a bad document shows a
-    // warning box and keeps the cameras shown. Answers whether it loaded.
+    // warning box and keeps the cameras shown. Changes not applied are asked
+    // about first; Cancel opens nothing. Answers whether it loaded.
     bool openFile(const QString& path);
 
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
 private:
+    // Asks what to do with the settings' changes not applied (if any) and
+    // does it: Apply applies, Discard drops them. Answers whether to go on;
+    // false for Cancel.
+    bool settleChanges();
+    void cameraSelectionChanged();
+    // Selects exactly those cameras in the list without telling the settings.
+    void markSelected(const QStringList& nodeIds);
     void fillCameraList();
     void refreshCameraNames();
     void showSource();
@@ -52,6 +66,8 @@ private:
     CameraSettingsDialog* m_settings = nullptr;
     QPushButton* m_saveButton = nullptr;
     QLabel* m_source = nullptr;
+    // Set while markSelected() changes the list's selection.
+    bool m_markingSelection = false;
 };
 
 } // namespace demo
