@@ -99,7 +99,7 @@ namespace {
     }
 
     // The positions in `sequence` of one longest strictly increasing run.
-    QVector<bool> longestIncreasing(const QVector<int>& sequence)
+    std::vector<char> longestIncreasing(const QVector<int>& sequence)
     {
         QVector<int> tailIndex; // per run length, the position ending the best run
         QVector<int> previous(sequence.size(), -1);
@@ -114,9 +114,9 @@ namespace {
             else
                 *at = i;
         }
-        QVector<bool> kept(sequence.size(), false);
+        std::vector<char> kept(size_t(sequence.size()), 0);
         for (int i = tailIndex.isEmpty() ? -1 : tailIndex.last(); i >= 0; i = previous.at(i))
-            kept[i] = true;
+            kept[size_t(i)] = 1;
         return kept;
     }
 
@@ -241,7 +241,7 @@ namespace {
         // The rows now, in order; the snapshot rows still there.
         QVector<RowState> rows;
         rows.reserve(t->topLevelItemCount());
-        QVector<bool> present(m_snapshot.size(), false);
+        std::vector<char> present(size_t(m_snapshot.size()), 0);
         for (int i = 0; i < t->topLevelItemCount(); ++i) {
             rows.append(stateOf(t->topLevelItem(i)));
             const int id = rows.last().id;
@@ -263,7 +263,7 @@ namespace {
 
         // Rows switched off leave it; edited rows take their entry's place.
         // `gained`: rows whose entry this node now gets, if it lacks it.
-        QVector<bool> gained(rows.size(), false);
+        std::vector<char> gained(size_t(rows.size()), 0);
         for (int i = 0; i < rows.size(); ++i) {
             const RowState& now = rows.at(i);
             const int state = now.check.toInt();
@@ -298,8 +298,8 @@ namespace {
                 orderRow.append(i);
             }
         }
-        const QVector<bool> kept = longestIncreasing(order);
-        QVector<bool> moved(rows.size(), false);
+        const std::vector<char> kept = longestIncreasing(order);
+        std::vector<char> moved(size_t(rows.size()), 0);
         for (int k = 0; k < order.size(); ++k)
             moved[orderRow.at(k)] = !kept.at(k);
         const int lastOld = orderRow.isEmpty() ? -1 : orderRow.last();
