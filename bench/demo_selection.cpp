@@ -3,7 +3,8 @@
 // the change tracker's snapshot, as one selection change in the camera list
 // runs it. The cameras are generated from the built-in ones: each copy gets
 // its own identifier, name and a few values of its own, so that widgets merge
-// differing values as they would over a real installation.
+// differing values as they would over a real installation. The time includes
+// the work the selection change leaves to the event loop.
 //
 //   configdialogs_demo_bench [COUNT...]     (default 1000 2000 5000 10000)
 //
@@ -94,6 +95,10 @@ int main(int argc, char** argv)
             QElapsedTimer timer;
             timer.start();
             dialog.setCameras(ids);
+            // What the selection change left for the event loop (the tree's
+            // column sizing, the tracker's first comparison) belongs to it.
+            QCoreApplication::sendPostedEvents();
+            QCoreApplication::processEvents();
             const qint64 ns = timer.nsecsElapsed();
             fastest = fastest < 0 ? ns : std::min(fastest, ns);
         }
