@@ -3,6 +3,7 @@
 // entry texts; every other entry keeps its place and its exact text.
 
 #include "ChangeTracker_p.h"
+#include "ipporttree/EntryText_p.h"
 
 #include <ConfigDialogs/IpPortTreeWidget.h>
 #include <kq/NodeConfigSession.h>
@@ -17,16 +18,11 @@ namespace kqgui {
 namespace {
 
     const int kContext = kq::HasProperties::k_contextIndexDefault;
-    const int kAddressColumn = 0;
-    const int kPortColumn = 1;
     // Where a row keeps the number the tracker gave it at the snapshot, so
     // that it is recognised after moves (which take it out of the tree and
     // put it back). Rows without one were added since.
     const int kRowIdRole = Qt::UserRole + 0x4354;
-    const QLatin1String kIpPlaceholder("<Ip>");
-    const QLatin1String kPortPlaceholder("<Port>");
-
-    using Entry = IpPortTreeWidget::Entry;
+    using namespace ipport;
 
     struct RowState {
         int id = -1;
@@ -52,16 +48,10 @@ namespace {
         row.port = item->text(kPortColumn);
         const QVariant address = item->data(kAddressColumn, Qt::UserRole);
         const QVariant port = item->data(kPortColumn, Qt::UserRole);
-        row.committed = address.isValid() && port.isValid() && row.address != kIpPlaceholder
-            && row.port != kPortPlaceholder;
+        row.committed = address.isValid() && port.isValid() && !hasPlaceholder(item);
         row.entry = Entry(address.toString(), port.toInt());
         row.check = item->data(kAddressColumn, Qt::CheckStateRole);
         return row;
-    }
-
-    QString entryText(const Entry& entry)
-    {
-        return entry.first + QLatin1Char(':') + QString::number(entry.second);
     }
 
     // One text of a node's list, with the entry it reads as (if any).
@@ -73,11 +63,9 @@ namespace {
 
     Text readText(const QString& text)
     {
-        QString copy = text;
-        const QStringList parts = IpPortTreeWidget::splitIpPort(copy);
-        if (parts.size() != 2)
-            return { text, false, Entry() };
-        return { text, true, Entry(parts.at(0), parts.at(1).toInt(nullptr, 10)) };
+        Text read { text, false, Entry() };
+        read.isEntry = readEntry(text, &read.entry);
+        return read;
     }
 
     int lastOf(const QVector<Text>& list, const Entry& entry)

@@ -9,29 +9,14 @@ namespace kq {
 
 namespace {
     const char* const k_indexName = "kq-row-index";
-
-    // Owner -> its index. The index is also the owner's child (named
-    // k_indexName), so it dies with the owner and leaves this table then;
-    // the table only spares the search through the owner's children.
-    QHash<const QObject*, RowIndex*>& registry()
-    {
-        static QHash<const QObject*, RowIndex*> indexes;
-        return indexes;
-    }
 }
 
 RowIndex* RowIndex::find(QObject* owner, QAbstractItemModel* model)
 {
-    RowIndex* index = registry().value(owner);
-    // The owner has been given another model since: start afresh.
-    if (index && index->m_model != model) {
-        delete index;
-        index = nullptr;
-    }
-    return index;
+    return static_cast<RowIndex*>(ModelFollower::find(owner, k_indexName, model));
 }
 
-RowIndex::~RowIndex() { registry().remove(m_owner); }
+RowIndex::~RowIndex() = default;
 
 RowIndex* RowIndex::of(const QListWidget* list)
 {
@@ -54,30 +39,15 @@ RowIndex* RowIndex::of(const QComboBox* box)
 }
 
 RowIndex::RowIndex(QObject* owner, QAbstractItemModel* model, Kind kind)
-    : QObject(owner)
-    , m_owner(owner)
-    , m_model(model)
+    : ModelFollower(owner, model, k_indexName)
     , m_kind(kind)
 {
-    setObjectName(QLatin1String(k_indexName));
-    registry().insert(owner, this);
-    if (!model)
-        return;
-    connect(model, &QAbstractItemModel::rowsInserted, this, &RowIndex::onRowsInserted);
-    connect(model, &QAbstractItemModel::dataChanged, this, &RowIndex::onDataChanged);
-    connect(model, &QAbstractItemModel::rowsRemoved, this, &RowIndex::markStale);
-    connect(model, &QAbstractItemModel::rowsMoved, this, &RowIndex::markStale);
-    connect(model, &QAbstractItemModel::columnsInserted, this, &RowIndex::markStale);
-    connect(model, &QAbstractItemModel::columnsRemoved, this, &RowIndex::markStale);
-    connect(model, &QAbstractItemModel::columnsMoved, this, &RowIndex::markStale);
-    connect(model, &QAbstractItemModel::modelReset, this, &RowIndex::markStale);
-    connect(model, &QAbstractItemModel::layoutChanged, this, &RowIndex::markStale);
 }
 
 RowIndex::Row RowIndex::read(int row) const
 {
     Row entry;
-    const QVariant data = m_model->data(m_model->index(row, 0), Qt::UserRole);
+    const QVariant data = model()->data(model()->index(row, 0), Qt::UserRole);
     if (m_kind == Kind::Text) {
         entry.key = data.toString();
         entry.keyed = true;
@@ -119,31 +89,29 @@ void RowIndex::rebuild()
     m_rows.clear();
     m_rowsOf.clear();
     m_foreign.clear();
-    const int count = m_model ? m_model->rowCount() : 0;
+    const int count = model() ? model()->rowCount() : 0;
     m_rows.reserve(count);
     for (int row = 0; row < count; ++row) {
         m_rows.append(read(row));
         add(row, m_rows.last());
     }
-    m_stale = false;
 }
 
-void RowIndex::refresh()
+bool RowIndex::modelOutOfStep() const
 {
     // A model that changed behind the signals (or lost rows at the end
     // without telling) is caught by its row count at least.
-    if (m_stale || !m_model || m_model->rowCount() != m_rows.size())
-        rebuild();
+    return !model() || model()->rowCount() != m_rows.size();
 }
 
 void RowIndex::onRowsInserted(const QModelIndex& parent, int first, int last)
 {
     if (parent.isValid())
         return;
-    ++m_version;
+    changed();
     // Rows appended at the end keep every earlier row's position.
-    if (m_stale || first != m_rows.size()) {
-        m_stale = true;
+    if (isStale() || first != m_rows.size()) {
+        markStale();
         return;
     }
     for (int row = first; row <= last; ++row) {
@@ -155,7 +123,7 @@ void RowIndex::onRowsInserted(const QModelIndex& parent, int first, int last)
 void RowIndex::onDataChanged(
     const QModelIndex& topLeft, const QModelIndex& bottomRight, const QVector<int>& roles)
 {
-    if (m_stale || topLeft.parent().isValid() || topLeft.column() > 0)
+    if (isStale() || topLeft.parent().isValid() || topLeft.column() > 0)
         return;
     if (!roles.isEmpty() && !roles.contains(Qt::UserRole))
         return;
@@ -168,7 +136,7 @@ void RowIndex::onDataChanged(
         remove(row, old);
         old = entry;
         add(row, old);
-        ++m_version;
+        changed();
     }
 }
 

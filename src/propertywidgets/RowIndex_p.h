@@ -3,6 +3,8 @@
 // costs a hash lookup instead of a scan over every entry.
 #pragma once
 
+#include "common/ModelFollower_p.h"
+
 #include <QAbstractItemModel>
 #include <QHash>
 #include <QObject>
@@ -21,17 +23,15 @@ class QListWidget;
 
 namespace kq {
 
-// The index is a child object of the widget (found again by its object name)
-// and follows the model through its change signals: rows appended or data
-// changed are taken in as they come; any other structural change (rows
-// inserted elsewhere, removed or moved, a reset, a new sort order) marks the
-// index stale, and the next lookup rebuilds it from the model. Answers are
-// therefore always those of a scan from the first row; only the cost
-// differs. A model whose signals are blocked cannot be followed: callers must
-// not block the signals of the widget's model (the widget's own view would
-// go stale as well).
-class RowIndex : public QObject {
-    Q_OBJECT
+// The index follows the widget's model as a ModelFollower: rows appended or
+// data changed are taken in as they come; rows inserted elsewhere and any
+// other structural change (rows removed or moved, a reset, a new sort order)
+// mark the index stale, and the next lookup rebuilds it from the model.
+// Answers are therefore always those of a scan from the first row; only the
+// cost differs. A model whose signals are blocked cannot be followed:
+// callers must not block the signals of the widget's model (the widget's own
+// view would go stale as well).
+class RowIndex : public ModelFollower {
 public:
     // What a row's key is.
     enum class Kind {
@@ -66,10 +66,6 @@ public:
     // Rows without a key, in ascending order.
     const std::set<int>& foreignRows();
     int rowCount();
-    // Changes whenever rows are inserted, removed or moved, or a row's key
-    // changes: answers computed for every row at once hold while it stays.
-    int version() const { return m_version; }
-
     ~RowIndex() override;
 
 private:
@@ -85,22 +81,13 @@ private:
     Row read(int row) const;
     void add(int row, const Row& entry);
     void remove(int row, const Row& entry);
-    void refresh();
-    void rebuild();
-    void markStale()
-    {
-        m_stale = true;
-        ++m_version;
-    }
+    void rebuild() override;
+    bool modelOutOfStep() const override;
+    void onRowsInserted(const QModelIndex& parent, int first, int last) override;
+    void onDataChanged(
+        const QModelIndex& topLeft, const QModelIndex& bottomRight, const QVector<int>& roles) override;
 
-    void onRowsInserted(const QModelIndex& parent, int first, int last);
-    void onDataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight, const QVector<int>& roles);
-
-    const QObject* m_owner;
-    QPointer<QAbstractItemModel> m_model;
     Kind m_kind;
-    bool m_stale = true;
-    int m_version = 0;
     QVector<Row> m_rows;
     QHash<QString, QVector<int>> m_rowsOf; // ascending rows per key
     std::set<int> m_foreign;
