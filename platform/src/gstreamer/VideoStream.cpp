@@ -53,7 +53,7 @@ namespace {
         return pool;
     }
 
-    bool setIfPresent(GObject* object, const char* property)
+    bool hasProperty(GObject* object, const char* property)
     {
         return g_object_class_find_property(G_OBJECT_GET_CLASS(object), property) != nullptr;
     }
@@ -187,6 +187,17 @@ struct Pipeline {
         gst_object_unref(sinkPad);
     }
 
+    // Motion JPEG over HTTP: the multipart demuxer cannot know that no
+    // other part type follows and so never says its pads are complete,
+    // and the decoder bin would wait for that before showing a frame.
+    static void onElementAdded(GstBin*, GstBin*, GstElement* element, gpointer)
+    {
+        GstElementFactory* factory = gst_element_get_factory(element);
+        if (factory && g_str_equal(GST_OBJECT_NAME(factory), "multipartdemux")
+            && hasProperty(G_OBJECT(element), "single-stream"))
+            g_object_set(element, "single-stream", TRUE, nullptr);
+    }
+
     // Configures the element uridecodebin made for the URI: credentials
     // (kept out of the URI so that no GStreamer message shows them) and, for
     // RTSP, the low-latency and TCP fallback settings.
@@ -194,18 +205,18 @@ struct Pipeline {
     {
         auto* self = static_cast<Pipeline*>(data);
         GObject* object = G_OBJECT(source);
-        if (!self->user.isEmpty() && setIfPresent(object, "user-id"))
+        if (!self->user.isEmpty() && hasProperty(object, "user-id"))
             g_object_set(object, "user-id", self->user.constData(), nullptr);
-        if (!self->password.isEmpty() && setIfPresent(object, "user-pw"))
+        if (!self->password.isEmpty() && hasProperty(object, "user-pw"))
             g_object_set(object, "user-pw", self->password.constData(), nullptr);
-        if (!self->live || !setIfPresent(object, "latency"))
+        if (!self->live || !hasProperty(object, "latency"))
             return;
         g_object_set(object, "latency", JitterBufferMs, "drop-on-latency", TRUE, nullptr);
-        if (setIfPresent(object, "timeout"))
+        if (hasProperty(object, "timeout"))
             g_object_set(object, "timeout", FallbackToTcpUs, nullptr);
-        if (setIfPresent(object, "tcp-timeout"))
+        if (hasProperty(object, "tcp-timeout"))
             g_object_set(object, "tcp-timeout", TcpTimeoutUs, nullptr);
-        if (setIfPresent(object, "teardown-timeout"))
+        if (hasProperty(object, "teardown-timeout"))
             g_object_set(object, "teardown-timeout", TeardownTimeoutNs, nullptr);
     }
 };
@@ -309,6 +320,7 @@ void VideoStream::start()
     gst_element_link(convert, sink);
     g_signal_connect(decode, "pad-added", G_CALLBACK(&Pipeline::onPadAdded), convert);
     g_signal_connect(decode, "source-setup", G_CALLBACK(&Pipeline::onSourceSetup), p.get());
+    g_signal_connect(pipeline, "deep-element-added", G_CALLBACK(&Pipeline::onElementAdded), nullptr);
     GstBus* bus = gst_pipeline_get_bus(GST_PIPELINE(pipeline));
     gst_bus_set_sync_handler(bus, &Pipeline::onBusMessage, p.get(), nullptr);
     gst_object_unref(bus);
