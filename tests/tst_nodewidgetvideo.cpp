@@ -105,6 +105,9 @@ public:
         , m_password(password)
     {
     }
+    // Serve over TCP only, as cameras behind firewalls do: a client asking
+    // for UDP is refused.
+    void setTcpOnly(bool on) { m_tcpOnly = on; }
     ~RtspServer() { stop(); }
     RtspServer(const RtspServer&) = delete;
     RtspServer& operator=(const RtspServer&) = delete;
@@ -121,6 +124,8 @@ public:
         GstRTSPMediaFactory* factory = gst_rtsp_media_factory_new();
         gst_rtsp_media_factory_set_launch(factory, m_launch.toUtf8().constData());
         gst_rtsp_media_factory_set_shared(factory, TRUE);
+        if (m_tcpOnly)
+            gst_rtsp_media_factory_set_protocols(factory, GST_RTSP_LOWER_TRANS_TCP);
         g_signal_connect(factory, "media-configure", G_CALLBACK(&RtspServer::onMediaConfigure), this);
         if (!m_user.isEmpty()) {
             GstRTSPAuth* auth = gst_rtsp_auth_new();
@@ -222,6 +227,7 @@ private:
     QString m_launch;
     QString m_user;
     QString m_password;
+    bool m_tcpOnly = false;
     GMainContext* m_context = nullptr;
     GMainLoop* m_loop = nullptr;
     GstRTSPServer* m_server = nullptr;
@@ -323,7 +329,9 @@ private Q_SLOTS:
     void videoFile();
     void rtspOpen();
     void rtspWithCredentials();
+    void rtspTcpOnly();
     void rtspWrongPassword();
+    void rtspUnknownPath();
     void rtspReconnects();
     void httpMjpeg();
     void resolutionChangeRemapsWindows();
@@ -411,6 +419,22 @@ void TestNodeWidgetVideo::rtspWithCredentials()
     QVERIFY2(!text.contains(Password), qPrintable(text));
 }
 
+void TestNodeWidgetVideo::rtspTcpOnly()
+{
+    RtspServer server(cameraLaunch());
+    server.setTcpOnly(true);
+    QVERIFY(server.start());
+    QElapsedTimer clock;
+    clock.start();
+    kq::NodeWidget w(nullptr, kq::NodeWidget::NVM_Fit, Background);
+    w.setSession(videoSession(server.url()), QStringLiteral("tcp"));
+    QTRY_VERIFY_WITH_TIMEOUT(!w.currentFrame().isNull(), 15000);
+    // Refused UDP leads to TCP at once, not after the UDP timeout.
+    QVERIFY2(clock.elapsed() < 3000, qPrintable(QString::number(clock.elapsed())));
+    QString why;
+    QVERIFY2(showsBars(w.currentFrame(), &why), qPrintable(why));
+}
+
 void TestNodeWidgetVideo::rtspWrongPassword()
 {
     RtspServer server(cameraLaunch(), QStringLiteral("operator"), Password);
@@ -442,6 +466,22 @@ void TestNodeWidgetVideo::rtspWrongPassword()
     const QImage shot = w.grab().toImage();
     QCOMPARE(shot.pixelColor(5, 150), Background);
     QVERIFY(shot.pixelColor(200, 150) != Background);
+}
+
+void TestNodeWidgetVideo::rtspUnknownPath()
+{
+    RtspServer server(cameraLaunch());
+    QVERIFY(server.start());
+    kqtest::LogCapture log;
+    kq::NodeWidget w(nullptr, kq::NodeWidget::NVM_Fit, Background);
+    const QString url = server.url(QStringLiteral("operator:") + Password)
+                            .replace(QStringLiteral("/cam"), QStringLiteral("/nothing"));
+    w.setSession(videoSession(url), QStringLiteral("lost"));
+    QTRY_VERIFY_WITH_TIMEOUT(w.statusText().contains(QStringLiteral("No video: stream not found")), 15000);
+    QVERIFY(w.currentFrame().isNull());
+    const QString text = log.lines().join(QLatin1Char('\n'));
+    QVERIFY2(text.contains(QStringLiteral("stream not found")), qPrintable(text));
+    QVERIFY2(!text.contains(Password), qPrintable(text));
 }
 
 void TestNodeWidgetVideo::rtspReconnects()

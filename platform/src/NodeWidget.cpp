@@ -229,6 +229,7 @@ void NodeWidget::openSource()
     m_stream = nullptr;
 #endif
     m_streamShown = false;
+    m_timedFrame = -1;
     setStatus(QString());
     m_still = QImage();
     m_sceneSize = DefaultSceneSize;
@@ -468,6 +469,14 @@ void NodeWidget::paintEvent(QPaintEvent*)
     if (m_displayFlags.testFlag(DF_FrameInfo))
         label(QStringLiteral("%1 x %2, %3 fps").arg(m_frame.width()).arg(m_frame.height()).arg(fps),
             Qt::AlignBottom);
+#if KQ_WITH_GSTREAMER
+    // For measurements (bench/video_pane.cpp): the delay from the sink
+    // handing a frame over to its first painting, in microseconds.
+    if (m_stream && m_streamShown && m_timedFrame != m_frameNumber) {
+        m_timedFrame = m_frameNumber;
+        setProperty("decodeToPaintUs", m_stream->sinceFrameArrived());
+    }
+#endif
     if (!m_status.isEmpty()) {
         QRect box = p.fontMetrics().boundingRect(m_status).adjusted(-8, -4, 8, 4);
         box.moveCenter(rect().center());

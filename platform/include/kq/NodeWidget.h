@@ -192,6 +192,7 @@ private:
     QTimer* m_timer = nullptr;
     video::VideoStream* m_stream = nullptr;
     bool m_streamShown = false; // a frame of m_stream is showing
+    int m_timedFrame = -1; // the stream frame whose painting delay was noted
     QString m_status;
 };
 

@@ -14,6 +14,7 @@
 #include <gst/video/video.h>
 
 #include <atomic>
+#include <chrono>
 #include <mutex>
 
 namespace kq::video {
@@ -53,6 +54,13 @@ namespace {
         return pool;
     }
 
+    qint64 steadyNanoseconds()
+    {
+        return std::chrono::duration_cast<std::chrono::nanoseconds>(
+            std::chrono::steady_clock::now().time_since_epoch())
+            .count();
+    }
+
     bool hasProperty(GObject* object, const char* property)
     {
         return g_object_class_find_property(G_OBJECT_GET_CLASS(object), property) != nullptr;
@@ -69,6 +77,7 @@ struct Frame {
             clear();
             std::swap(buffer, other.buffer);
             std::swap(caps, other.caps);
+            arrived = other.arrived;
         }
         return *this;
     }
@@ -85,6 +94,7 @@ struct Frame {
 
     GstBuffer* buffer = nullptr;
     GstCaps* caps = nullptr;
+    qint64 arrived = 0; // steady-clock nanoseconds when the sink handed it over
 };
 
 // One attempt at playing the source: the GStreamer pipeline and what its
@@ -127,6 +137,7 @@ struct Pipeline {
         Frame frame;
         frame.buffer = gst_buffer_ref(gst_sample_get_buffer(sample));
         frame.caps = gst_caps_ref(gst_sample_get_caps(sample));
+        frame.arrived = steadyNanoseconds();
         gst_sample_unref(sample);
         std::lock_guard<std::mutex> guard(self->lock);
         // A frame the GUI thread has not taken yet is late now: drop it.
@@ -242,6 +253,11 @@ VideoStream::VideoStream(const QString& source, const QString& name, QObject* pa
 }
 
 VideoStream::~VideoStream() { stop(); }
+
+qint64 VideoStream::sinceFrameArrived() const
+{
+    return m_frameArrived ? (steadyNanoseconds() - m_frameArrived) / 1000 : -1;
+}
 
 bool VideoStream::available()
 {
@@ -375,6 +391,7 @@ QImage VideoStream::takeFrame()
         return QImage();
     }
     m_frameRate = info.fps_d > 0 ? double(info.fps_n) / info.fps_d : 0.0;
+    m_frameArrived = mapped->source.arrived;
     return QImage(
         static_cast<const uchar*>(GST_VIDEO_FRAME_PLANE_DATA(&mapped->frame, 0)),
         GST_VIDEO_FRAME_WIDTH(&mapped->frame), GST_VIDEO_FRAME_HEIGHT(&mapped->frame),

@@ -59,6 +59,9 @@ public:
     // Frames per second the stream announces; 0 when unknown.
     double frameRate() const { return m_frameRate; }
     bool isLive() const { return m_live; }
+    // Microseconds since the sink handed over the frame takeFrame() gave
+    // last (after decoding and conversion); -1 before the first.
+    qint64 sinceFrameArrived() const;
 
 Q_SIGNALS:
     void frameReady();
@@ -98,6 +101,7 @@ private:
     Reason m_loggedReason = NoReason;
     bool m_loggedPlaying = false;
     double m_frameRate = 0;
+    qint64 m_frameArrived = 0;
     int m_backoff = 1; // seconds before the next attempt
     quint64 m_generation = 0;
     std::shared_ptr<Pipeline> m_pipeline;
