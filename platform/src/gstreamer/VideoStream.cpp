@@ -201,8 +201,15 @@ struct Pipeline {
     // Motion JPEG over HTTP: the multipart demuxer cannot know that no
     // other part type follows and so never says its pads are complete,
     // and the decoder bin would wait for that before showing a frame.
+    //
+    // A decoder that joins a stream between key frames (a camera's shared
+    // stream, a reconnection) would show grey pictures with only the changed
+    // blocks drawn until the next key frame: frames missing their references
+    // are dropped instead.
     static void onElementAdded(GstBin*, GstBin*, GstElement* element, gpointer)
     {
+        if (hasProperty(G_OBJECT(element), "output-corrupt"))
+            g_object_set(element, "output-corrupt", FALSE, nullptr);
         GstElementFactory* factory = gst_element_get_factory(element);
         if (factory && g_str_equal(GST_OBJECT_NAME(factory), "multipartdemux")
             && hasProperty(G_OBJECT(element), "single-stream"))
@@ -412,8 +419,8 @@ void VideoStream::onFrameWaiting(quint64 generation)
     if (m_state != Playing) {
         m_backoff = 1;
         if (m_loggedReason != NoReason || !m_loggedPlaying)
-            logLine(m_loggedReason != NoReason ? Log::Warning : Log::Info, "NodeWidget: node ", m_name, ", ",
-                redacted(m_source), m_loggedReason != NoReason ? ": video is back" : ": playing");
+            logLine(m_loggedReason != NoReason ? Log::Warning : Log::Info, "NodeWidget: ", logName(),
+                m_loggedReason != NoReason ? ": video is back" : ": playing");
         m_loggedReason = NoReason;
         m_loggedPlaying = true;
         setState(Playing, QString());
@@ -493,8 +500,7 @@ void VideoStream::fail(Reason reason, const QString& detail)
     stop();
     const bool retry = m_live && reason != Malformed;
     if (reason != m_loggedReason) {
-        logLine(Log::Warning, "NodeWidget: node ", m_name, ", ", redacted(m_source), ": no video, ",
-            reasonText(reason),
+        logLine(Log::Warning, "NodeWidget: ", logName(), ": no video, ", reasonText(reason),
             detail.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(withoutSecrets(detail, m_source)),
             retry ? "; reconnecting with back-off" : "");
         m_loggedReason = reason;
@@ -516,6 +522,12 @@ void VideoStream::setState(State state, const QString& status)
         return;
     m_status = status;
     emit statusChanged(status);
+}
+
+QString VideoStream::logName() const
+{
+    return m_name.isEmpty() ? redacted(m_source)
+                            : QStringLiteral("node %1, %2").arg(m_name, redacted(m_source));
 }
 
 QString VideoStream::reasonText(Reason reason)

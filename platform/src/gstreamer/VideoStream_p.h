@@ -92,6 +92,7 @@ private:
     void checkWatchdog();
     void setState(State state, const QString& status);
     static QString reasonText(Reason reason);
+    QString logName() const;
 
     QString m_source;
     QString m_name;
