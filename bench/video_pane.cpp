@@ -11,6 +11,8 @@
 // sideways, 10 s), in a temporary folder.
 #include <gst/gst.h>
 
+#include "gstreamer_testsupport.h"
+
 #include <ConfigDialogs/VideoMotionWindowPane.h>
 
 #include <kq/MemoryConfigSession.h>
@@ -50,26 +52,6 @@ qint64 residentKiB()
     return -1;
 }
 
-bool run(const QString& description, int seconds)
-{
-    GstElement* pipeline = gst_parse_launch(description.toUtf8().constData(), nullptr);
-    if (!pipeline)
-        return false;
-    gst_element_set_state(pipeline, GST_STATE_PLAYING);
-    GstBus* bus = gst_element_get_bus(pipeline);
-    GstMessage* message
-        = gst_bus_timed_pop_filtered(bus, seconds > 0 ? seconds * GST_SECOND : GST_CLOCK_TIME_NONE,
-            GstMessageType(GST_MESSAGE_EOS | GST_MESSAGE_ERROR));
-    const bool ok = seconds > 0 ? !message || GST_MESSAGE_TYPE(message) == GST_MESSAGE_EOS
-                                : message && GST_MESSAGE_TYPE(message) == GST_MESSAGE_EOS;
-    if (message)
-        gst_message_unref(message);
-    gst_object_unref(bus);
-    gst_element_set_state(pipeline, GST_STATE_NULL);
-    gst_object_unref(pipeline);
-    return ok;
-}
-
 void spin(int milliseconds)
 {
     QElapsedTimer clock;
@@ -106,13 +88,15 @@ int main(int argc, char** argv)
 
     QTemporaryDir dir;
     const QString file = dir.filePath(QStringLiteral("bars-1080p30.mp4"));
-    if (!run(QStringLiteral(
-                 "videotestsrc pattern=smpte horizontal-speed=4 num-buffers=300 ! "
-                 "video/x-raw,width=1920,height=1080,framerate=30/1 ! x264enc speed-preset=ultrafast "
-                 "key-int-max=30 ! h264parse ! mp4mux ! filesink location=\"%1\"")
-                 .arg(file),
-            0)) {
-        out << "cannot make the test video\n";
+    QString error;
+    if (!kqtest::runPipeline(
+            QStringLiteral(
+                "videotestsrc pattern=smpte horizontal-speed=4 num-buffers=300 ! "
+                "video/x-raw,width=1920,height=1080,framerate=30/1 ! x264enc speed-preset=ultrafast "
+                "key-int-max=30 ! h264parse ! mp4mux ! filesink location=\"%1\"")
+                .arg(file),
+            0, &error)) {
+        out << "cannot make the test video: " << error << "\n";
         return 1;
     }
 
@@ -120,9 +104,10 @@ int main(int argc, char** argv)
     double cpu = cpuSeconds();
     QElapsedTimer wall;
     wall.start();
-    run(QStringLiteral("filesrc location=\"%1\" ! qtdemux ! h264parse ! avdec_h264 ! fakesink sync=true")
+    kqtest::runPipeline(
+        QStringLiteral("filesrc location=\"%1\" ! qtdemux ! h264parse ! avdec_h264 ! fakesink sync=true")
             .arg(file),
-        seconds);
+        seconds, &error);
     const double decodeCpu = cpuSeconds() - cpu;
     const double decodeWall = wall.elapsed() / 1000.0;
 

@@ -8,6 +8,7 @@
 #include <gst/rtsp-server/rtsp-server.h>
 
 #include "LogCapture.h"
+#include "gstreamer_testsupport.h"
 
 #include <ConfigDialogs/VideoMotionWindowPane.h>
 
@@ -36,39 +37,6 @@ QString pattern(int frames, int width = 320, int height = 240, int rate = 30)
         .arg(width)
         .arg(height)
         .arg(rate);
-}
-
-// Runs a gst-launch style description until its end; false (with the
-// reason) on an error or after 30 s.
-bool runPipeline(const QString& description, QString* error)
-{
-    GError* parseError = nullptr;
-    GstElement* pipeline = gst_parse_launch(description.toUtf8().constData(), &parseError);
-    if (!pipeline) {
-        *error = QString::fromUtf8(parseError ? parseError->message : "cannot parse");
-        g_clear_error(&parseError);
-        return false;
-    }
-    g_clear_error(&parseError);
-    gst_element_set_state(pipeline, GST_STATE_PLAYING);
-    GstBus* bus = gst_element_get_bus(pipeline);
-    GstMessage* message = gst_bus_timed_pop_filtered(
-        bus, 30 * GST_SECOND, GstMessageType(GST_MESSAGE_EOS | GST_MESSAGE_ERROR));
-    bool ok = message && GST_MESSAGE_TYPE(message) == GST_MESSAGE_EOS;
-    if (!message) {
-        *error = QStringLiteral("timed out");
-    } else if (!ok) {
-        GError* e = nullptr;
-        gst_message_parse_error(message, &e, nullptr);
-        *error = QString::fromUtf8(e->message);
-        g_clear_error(&e);
-    }
-    if (message)
-        gst_message_unref(message);
-    gst_object_unref(bus);
-    gst_element_set_state(pipeline, GST_STATE_NULL);
-    gst_object_unref(pipeline);
-    return ok;
 }
 
 // Whether the frame shows the colour bars: yellow, cyan and blue where the
@@ -368,9 +336,9 @@ void TestNodeWidgetVideo::videoFile()
     QFETCH(QString, file);
     const QString path = m_dir.filePath(file);
     QString error;
-    QVERIFY2(runPipeline(QStringLiteral("%1 ! videoconvert ! %2 ! filesink location=\"%3\"")
-                             .arg(pattern(20), encoder, path),
-                 &error),
+    QVERIFY2(kqtest::runPipeline(QStringLiteral("%1 ! videoconvert ! %2 ! filesink location=\"%3\"")
+                                     .arg(pattern(20), encoder, path),
+                 0, &error),
         qPrintable(error));
 
     kq::NodeWidget w(nullptr, kq::NodeWidget::NVM_Fit, Background);
