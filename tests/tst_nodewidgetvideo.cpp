@@ -306,6 +306,7 @@ private Q_SLOTS:
     void missingFileAndMalformedUrl_data();
     void missingFileAndMalformedUrl();
     void garbageFile();
+    void unseenStreamStops();
 
 private:
     QTemporaryDir m_dir;
@@ -571,6 +572,31 @@ void TestNodeWidgetVideo::garbageFile()
     QVERIFY(w.currentFrame().isNull());
     const QStringList lines = log.lines(&levels);
     QCOMPARE(lines.filter(QStringLiteral("no video")).size(), 1);
+}
+
+void TestNodeWidgetVideo::unseenStreamStops()
+{
+    RtspServer server(cameraLaunch());
+    QVERIFY(server.start());
+    kq::NodeWidget w(nullptr, kq::NodeWidget::NVM_Fit, Background);
+    w.resize(320, 240);
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    w.setSession(videoSession(server.url()), QStringLiteral("tab"));
+    QTRY_VERIFY_WITH_TIMEOUT(w.frameNumber() > 5, 15000);
+    // Hidden, it plays on for a few seconds, then stops.
+    w.hide();
+    QTest::qWait(1000);
+    const int hidden = w.frameNumber();
+    QTRY_VERIFY_WITH_TIMEOUT(w.frameNumber() > hidden + 5, 3000);
+    QTest::qWait(5500);
+    const int stopped = w.frameNumber();
+    QTest::qWait(1000);
+    QCOMPARE(w.frameNumber(), stopped);
+    QVERIFY(!w.currentFrame().isNull()); // the last picture stays
+    // Shown again, frames flow again.
+    w.show();
+    QTRY_VERIFY_WITH_TIMEOUT(w.frameNumber() > stopped + 5 && w.statusText().isEmpty(), 15000);
 }
 
 QTEST_MAIN(TestNodeWidgetVideo)

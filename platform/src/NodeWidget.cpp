@@ -496,12 +496,20 @@ void NodeWidget::showEvent(QShowEvent* event)
 {
     QWidget::showEvent(event);
     restartTimer();
+#if KQ_WITH_GSTREAMER
+    if (m_stream)
+        m_stream->setShown(true);
+#endif
 }
 
 void NodeWidget::hideEvent(QHideEvent* event)
 {
     QWidget::hideEvent(event);
     m_timer->stop();
+#if KQ_WITH_GSTREAMER
+    if (m_stream)
+        m_stream->setShown(false);
+#endif
 }
 
 void NodeWidget::mousePressEvent(QMouseEvent* event)

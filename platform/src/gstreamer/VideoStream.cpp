@@ -29,6 +29,8 @@ namespace {
     constexpr qint64 FirstFrameTimeoutMs = 20000;
     // A live stream without a frame for this long is built anew.
     constexpr qint64 StallTimeoutMs = 5000;
+    // How long a stream plays on unseen (quick tab switches keep it).
+    constexpr int UnseenStopMs = 5000;
     // The RTP jitter buffer: enough to reorder packets on a LAN, small enough
     // that the operator sees what the camera sees now.
     constexpr guint JitterBufferMs = 100;
@@ -254,6 +256,15 @@ VideoStream::VideoStream(const QString& source, const QString& name, QObject* pa
 {
     m_retry.setSingleShot(true);
     connect(&m_retry, &QTimer::timeout, this, &VideoStream::start);
+    m_idle.setSingleShot(true);
+    m_idle.setInterval(UnseenStopMs);
+    connect(&m_idle, &QTimer::timeout, this, [this] {
+        if (m_state == Failed)
+            return;
+        stop();
+        m_retry.stop();
+        m_suspended = true;
+    });
     m_watchdog.setInterval(500);
     connect(&m_watchdog, &QTimer::timeout, this, &VideoStream::checkWatchdog);
     start();
@@ -377,6 +388,20 @@ void VideoStream::stop()
         gst_bus_set_sync_handler(bus, nullptr, nullptr, nullptr);
         gst_object_unref(bus);
     });
+}
+
+void VideoStream::setShown(bool shown)
+{
+    if (!shown) {
+        m_idle.start();
+        return;
+    }
+    m_idle.stop();
+    if (!m_suspended)
+        return;
+    m_suspended = false;
+    m_backoff = 1;
+    start();
 }
 
 QImage VideoStream::takeFrame()

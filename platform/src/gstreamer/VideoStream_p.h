@@ -54,6 +54,12 @@ public:
     QImage takeFrame();
 
     State state() const { return m_state; }
+    // Whether anyone sees the frames. A stream unseen for a few seconds (a
+    // pane on another tab) is stopped, so that a camera is not decoded, or
+    // asked for its stream, once per hidden pane; shown again it starts
+    // anew. A stream that failed for good stays failed.
+    void setShown(bool shown);
+
     // A short text for the operator, empty while frames arrive.
     QString status() const { return m_status; }
     // Frames per second the stream announces; 0 when unknown.
@@ -107,6 +113,8 @@ private:
     quint64 m_generation = 0;
     std::shared_ptr<Pipeline> m_pipeline;
     QTimer m_retry;
+    QTimer m_idle; // runs while unseen; stops the stream at its end
+    bool m_suspended = false;
     QTimer m_watchdog;
     QElapsedTimer m_sinceFrame; // since the last frame, or since the start
 };
