@@ -5,7 +5,7 @@
 //   widget's "decodeToPaintUs" property), median and 99th percentile;
 // - resident memory early in a longer run and at its end.
 //
-//   configdialogs_video_bench [--seconds N] [--memory-seconds M]
+//   configdialogs_video_bench [--seconds N] [--memory-seconds M] [--windows W]
 //
 // The file is made first with GStreamer's encoders (colour bars scrolling
 // sideways, 10 s), in a temporary folder.
@@ -80,10 +80,13 @@ int main(int argc, char** argv)
     const QCommandLineOption memoryOption(QStringLiteral("memory-seconds"),
         QStringLiteral("Keep the pane playing this long, resident memory noted at a tenth and at the end."),
         QStringLiteral("M"), QStringLiteral("0"));
-    parser.addOptions({ secondsOption, memoryOption });
+    const QCommandLineOption windowsOption(QStringLiteral("windows"), QStringLiteral("Windows on the pane."),
+        QStringLiteral("W"), QStringLiteral("64"));
+    parser.addOptions({ secondsOption, memoryOption, windowsOption });
     parser.process(app);
     const int seconds = parser.value(secondsOption).toInt();
     const int memorySeconds = parser.value(memoryOption).toInt();
+    const int windows = qBound(0, parser.value(windowsOption).toInt(), 64);
     QTextStream out(stdout);
 
     QTemporaryDir dir;
@@ -110,6 +113,16 @@ int main(int argc, char** argv)
         seconds, &error);
     const double decodeCpu = cpuSeconds() - cpu;
     const double decodeWall = wall.elapsed() / 1000.0;
+    // And decoded and converted to the widget's 32-bit RGB.
+    cpu = cpuSeconds();
+    wall.restart();
+    kqtest::runPipeline(
+        QStringLiteral("filesrc location=\"%1\" ! qtdemux ! h264parse ! avdec_h264 ! videoconvert ! "
+                       "video/x-raw,format=BGRx ! fakesink sync=true")
+            .arg(file),
+        seconds, &error);
+    const double convertCpu = cpuSeconds() - cpu;
+    const double convertWall = wall.elapsed() / 1000.0;
 
     kqgui::VideoMotionWindowPane pane;
     pane.resize(1280, 720);
@@ -118,7 +131,7 @@ int main(int argc, char** argv)
     session->setAttribute(QStringLiteral("video"), file);
     pane.setCoordinateSystem(session);
     pane.showOnScreenDisplay(true);
-    for (int i = 0; i < 64; ++i) {
+    for (int i = 0; i < windows; ++i) {
         const QPoint corner((i % 8) * 240 + 10, (i / 8) * 135 + 10);
         pane.addRect(QRect(corner, corner + QPoint(200, 100)), Qt::white);
     }
@@ -148,13 +161,17 @@ int main(int argc, char** argv)
     out << QStringLiteral("decode into fakesink: %1 s CPU in %2 s\n")
                .arg(decodeCpu, 0, 'f', 2)
                .arg(decodeWall, 0, 'f', 1);
+    out << QStringLiteral("decode and convert to RGB into fakesink: %1 s CPU in %2 s\n")
+               .arg(convertCpu, 0, 'f', 2)
+               .arg(convertWall, 0, 'f', 1);
     out << QStringLiteral("pane over the video:  %1 s CPU in %2 s, %3 frames painted (%4 per s)\n")
                .arg(paneCpu, 0, 'f', 2)
                .arg(paneWall, 0, 'f', 1)
                .arg(frames)
                .arg(frames / paneWall, 0, 'f', 1);
-    out << QStringLiteral("CPU ratio (per wall second): %1\n")
-               .arg((paneCpu / paneWall) / (decodeCpu / decodeWall), 0, 'f', 2);
+    out << QStringLiteral("CPU ratio per wall second: %1 to decoding, %2 to decoding and converting\n")
+               .arg((paneCpu / paneWall) / (decodeCpu / decodeWall), 0, 'f', 2)
+               .arg((paneCpu / paneWall) / (convertCpu / convertWall), 0, 'f', 2);
     out << QStringLiteral("sink to paint: median %1 ms, 99th percentile %2 ms (%3 frames)\n")
                .arg(percentile(delays, 0.5), 0, 'f', 2)
                .arg(percentile(delays, 0.99), 0, 'f', 2)
