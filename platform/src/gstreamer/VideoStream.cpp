@@ -34,13 +34,14 @@ namespace {
     // The RTP jitter buffer: enough to reorder packets on a LAN, small enough
     // that the operator sees what the camera sees now.
     constexpr guint JitterBufferMs = 100;
-    // Set on the pipeline's source element when it has the property.
+    // How long a stopping RTSP source waits for the camera to answer its
+    // TEARDOWN: a camera that went away must not hold a worker for long.
     constexpr guint64 TeardownTimeoutNs = 200000000;
 
     // Threads that start, seek and stop pipelines: those calls may wait on
     // the network (an RTSP TEARDOWN to a camera that went away). Before the
-    // application's end they are waited for and GStreamer is shut down, so
-    // nothing of it is left running (or reported as leaked) at exit.
+    // application's end they are waited for, so that no pipeline is left
+    // running (or its memory reported as leaked) at exit.
     QThreadPool* workers()
     {
         static QThreadPool* pool = [] {
