@@ -6,11 +6,22 @@ set -euo pipefail
 
 # libqt6opengl6-dev: Qt 6's UiTools CMake package (the Designer plugin's form
 # loading test) requires the OpenGL one.
+# GStreamer for real video in the node widget (CONFIGDIALOGS_WITH_GSTREAMER):
+# the core and base libraries to build against; decoders and sources at run
+# time (base: decodebin, videoconvert, appsink; good: rtspsrc, souphttpsrc,
+# MP4/Matroska/AVI, JPEG; bad: H.264/H.265 parsers; libav: the H.264/H.265
+# decoders); for the tests the RTSP server library, x264 (ugly) and x265 (bad).
+gstreamer=(
+    libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev libgstrtspserver-1.0-dev
+    gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
+    gstreamer1.0-plugins-ugly gstreamer1.0-libav
+)
 packages=(
     build-essential cmake pkg-config binutils doxygen
     qtbase5-dev qttools5-dev qttools5-dev-tools
     qt6-base-dev qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools libqt6opengl6-dev libgl-dev
     xvfb xauth
+    "${gstreamer[@]}"
     "$@"
 )
 

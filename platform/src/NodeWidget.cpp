@@ -1,3 +1,8 @@
+#include "VideoSource_p.h"
+#if KQ_WITH_GSTREAMER
+#include "gstreamer/VideoStream_p.h"
+#endif
+
 #include <kq/Log.h>
 #include <kq/MemoryConfigSession.h>
 #include <kq/NodeDB.h>
@@ -5,6 +10,7 @@
 #include <kq/OnScreenDisplay.h>
 
 #include <QDateTime>
+#include <QFileInfo>
 #include <QImageReader>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -13,6 +19,7 @@
 #include <QMovie>
 #include <QPainter>
 #include <QTimer>
+#include <QUrl>
 #include <QWheelEvent>
 
 #include <cmath>
@@ -205,7 +212,7 @@ void NodeWidget::setFrameRate(int fps)
 
 void NodeWidget::restartTimer()
 {
-    if (!isVisible() || m_frameRate <= 0 || (!m_movie && !m_still.isNull())) {
+    if (!isVisible() || m_frameRate <= 0 || m_stream || (!m_movie && !m_still.isNull())) {
         m_timer->stop();
         return;
     }
@@ -217,6 +224,13 @@ void NodeWidget::openSource()
 {
     delete m_movie;
     m_movie = nullptr;
+#if KQ_WITH_GSTREAMER
+    delete m_stream;
+    m_stream = nullptr;
+#endif
+    m_streamShown = false;
+    m_timedFrame = -1;
+    setStatus(QString());
     m_still = QImage();
     m_sceneSize = DefaultSceneSize;
     if (!m_session.null()) {
@@ -230,10 +244,17 @@ void NodeWidget::openSource()
     }
     auto* memory = dynamic_cast<const MemoryConfigSession*>(m_session.get());
     const QString path = memory ? memory->attribute(QStringLiteral("video")).toString() : QString();
+    m_frameNumber = 0;
+    if (video::isUrl(path)) {
+        openStream(path);
+        return;
+    }
     if (!path.isEmpty()) {
-        QImageReader reader(path);
+        const QString file
+            = path.startsWith(QLatin1String("file:"), Qt::CaseInsensitive) ? QUrl(path).toLocalFile() : path;
+        QImageReader reader(file);
         if (reader.canRead() && reader.supportsAnimation() && reader.imageCount() != 1) {
-            m_movie = new QMovie(path, QByteArray(), this);
+            m_movie = new QMovie(file, QByteArray(), this);
             m_movie->setCacheMode(QMovie::CacheAll);
             if (!m_movie->jumpToFrame(0)) {
                 delete m_movie;
@@ -242,11 +263,21 @@ void NodeWidget::openSource()
         } else {
             m_still = reader.read();
         }
-        if (!m_movie && m_still.isNull())
+#if KQ_WITH_GSTREAMER
+        // Not an image: a video file, when it is one at all.
+        if (!m_movie && m_still.isNull() && QFileInfo(file).isFile()) {
+            openStream(file);
+            return;
+        }
+#endif
+        if (!m_movie && m_still.isNull()) {
             logLine(Log::Warning, "NodeWidget: cannot read the video file ", path, " of node ", m_nodeId,
                 ": ", reader.errorString(), "; showing the test scene");
+            setStatus(QFileInfo(file).exists()
+                    ? tr("No video: cannot read %1").arg(QFileInfo(file).fileName())
+                    : tr("No video: no file %1").arg(QFileInfo(file).fileName()));
+        }
     }
-    m_frameNumber = 0;
     if (m_movie)
         setFrame(m_movie->currentImage());
     else if (!m_still.isNull())
@@ -256,8 +287,53 @@ void NodeWidget::openSource()
     restartTimer();
 }
 
+void NodeWidget::openStream(const QString& source)
+{
+#if KQ_WITH_GSTREAMER
+    if (video::VideoStream::available()) {
+        m_stream = new video::VideoStream(source, m_nodeId, this);
+        connect(m_stream, &video::VideoStream::frameReady, this, &NodeWidget::showStreamFrame);
+        connect(m_stream, &video::VideoStream::statusChanged, this, &NodeWidget::setStatus);
+        setStatus(m_stream->status());
+        setFrame(QImage());
+        restartTimer();
+        return;
+    }
+#endif
+    logLine(Log::Warning, "NodeWidget: cannot play ", video::redacted(source), " of node ", m_nodeId,
+        ": this build plays no video streams; showing the test scene");
+    setStatus(tr("No video: streams are not supported"));
+    renderScene();
+    restartTimer();
+}
+
+void NodeWidget::showStreamFrame()
+{
+#if KQ_WITH_GSTREAMER
+    const QImage frame = m_stream ? m_stream->takeFrame() : QImage();
+    if (frame.isNull())
+        return;
+    if (m_streamShown)
+        ++m_frameNumber;
+    m_streamShown = true;
+    setFrame(frame);
+#endif
+}
+
+void NodeWidget::setStatus(const QString& status)
+{
+    if (status == m_status)
+        return;
+    m_status = status;
+    update();
+}
+
 void NodeWidget::advanceFrame()
 {
+    if (m_stream) {
+        showStreamFrame();
+        return;
+    }
     ++m_frameNumber;
     if (m_movie) {
         if (!m_movie->jumpToNextFrame())
@@ -328,8 +404,12 @@ void NodeWidget::setFrame(const QImage& frame)
     const QSize before = m_frame.size();
     m_frame = frame;
     update();
-    if (frame.size() != before)
+    if (frame.size() != before) {
+        // A stream that changes resolution keeps an unzoomed view centred.
+        if (m_zoom <= 100)
+            m_zoomCentre = QRect(QPoint(), frame.size()).center();
         emit frameSizeChanged(m_nodeId, frame.size());
+    }
 }
 
 QRect NodeWidget::videoRect() const
@@ -381,9 +461,29 @@ void NodeWidget::paintEvent(QPaintEvent*)
     };
     if (m_displayFlags.testFlag(DF_Caption))
         label(m_nodeId.isEmpty() ? tr("No node") : m_nodeId, Qt::AlignTop);
+    int fps = m_frameRate;
+#if KQ_WITH_GSTREAMER
+    if (m_stream)
+        fps = qRound(m_stream->frameRate());
+#endif
     if (m_displayFlags.testFlag(DF_FrameInfo))
-        label(QStringLiteral("%1 x %2, %3 fps").arg(m_frame.width()).arg(m_frame.height()).arg(m_frameRate),
+        label(QStringLiteral("%1 x %2, %3 fps").arg(m_frame.width()).arg(m_frame.height()).arg(fps),
             Qt::AlignBottom);
+#if KQ_WITH_GSTREAMER
+    // For measurements (bench/video_pane.cpp): the delay from the sink
+    // handing a frame over to its first painting, in microseconds.
+    if (m_stream && m_streamShown && m_timedFrame != m_frameNumber) {
+        m_timedFrame = m_frameNumber;
+        setProperty("decodeToPaintUs", m_stream->sinceFrameArrived());
+    }
+#endif
+    if (!m_status.isEmpty()) {
+        QRect box = p.fontMetrics().boundingRect(m_status).adjusted(-8, -4, 8, 4);
+        box.moveCenter(rect().center());
+        p.fillRect(box, QColor(0, 0, 0, 170));
+        p.setPen(Qt::white);
+        p.drawText(box, Qt::AlignCenter, m_status);
+    }
 }
 
 void NodeWidget::resizeEvent(QResizeEvent* event)
@@ -396,12 +496,20 @@ void NodeWidget::showEvent(QShowEvent* event)
 {
     QWidget::showEvent(event);
     restartTimer();
+#if KQ_WITH_GSTREAMER
+    if (m_stream)
+        m_stream->setShown(true);
+#endif
 }
 
 void NodeWidget::hideEvent(QHideEvent* event)
 {
     QWidget::hideEvent(event);
     m_timer->stop();
+#if KQ_WITH_GSTREAMER
+    if (m_stream)
+        m_stream->setShown(false);
+#endif
 }
 
 void NodeWidget::mousePressEvent(QMouseEvent* event)

@@ -1,0 +1,196 @@
+// A motion pane with 64 windows over a 1080p30 H.264 video, against
+// GStreamer decoding the same file into a fake sink:
+// - CPU time of the whole process over the same wall time, as a ratio;
+// - the delay from the sink handing a frame over to its painting (the
+//   widget's "decodeToPaintUs" property), median and 99th percentile;
+// - resident memory early in a longer run and at its end.
+//
+//   configdialogs_video_bench [--seconds N] [--memory-seconds M] [--windows W]
+//
+// The file is made first with GStreamer's encoders (colour bars scrolling
+// sideways, 10 s), in a temporary folder.
+#include <gst/gst.h>
+
+#include "gstreamer_testsupport.h"
+
+#include <ConfigDialogs/VideoMotionWindowPane.h>
+
+#include <kq/MemoryConfigSession.h>
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <QTimer>
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+namespace {
+
+double cpuSeconds()
+{
+    rusage usage {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec
+        + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+qint64 residentKiB()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').first().toLongLong();
+    }
+    return -1;
+}
+
+// Runs the event loop for that long (sleeping while there is nothing to do).
+void spin(int milliseconds)
+{
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+double percentile(std::vector<double> values, double p)
+{
+    if (values.empty())
+        return -1;
+    std::sort(values.begin(), values.end());
+    return values[std::min(values.size() - 1, size_t(p * (values.size() - 1) + 0.5))];
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QApplication app(argc, argv);
+    gst_init(nullptr, nullptr);
+    QCommandLineParser parser;
+    const QCommandLineOption secondsOption(
+        QStringLiteral("seconds"), QStringLiteral("Run length."), QStringLiteral("N"), QStringLiteral("10"));
+    const QCommandLineOption memoryOption(QStringLiteral("memory-seconds"),
+        QStringLiteral("Keep the pane playing this long, resident memory noted at a tenth and at the end."),
+        QStringLiteral("M"), QStringLiteral("0"));
+    const QCommandLineOption windowsOption(QStringLiteral("windows"), QStringLiteral("Windows on the pane."),
+        QStringLiteral("W"), QStringLiteral("64"));
+    parser.addOptions({ secondsOption, memoryOption, windowsOption });
+    parser.process(app);
+    const int seconds = parser.value(secondsOption).toInt();
+    const int memorySeconds = parser.value(memoryOption).toInt();
+    const int windows = qBound(0, parser.value(windowsOption).toInt(), 64);
+    QTextStream out(stdout);
+
+    QTemporaryDir dir;
+    const QString file = dir.filePath(QStringLiteral("bars-1080p30.mp4"));
+    QString error;
+    if (!kqtest::runPipeline(
+            QStringLiteral(
+                "videotestsrc pattern=smpte horizontal-speed=4 num-buffers=300 ! "
+                "video/x-raw,width=1920,height=1080,framerate=30/1 ! x264enc speed-preset=ultrafast "
+                "key-int-max=30 ! h264parse ! mp4mux ! filesink location=\"%1\"")
+                .arg(file),
+            0, &error)) {
+        out << "cannot make the test video: " << error << "\n";
+        return 1;
+    }
+
+    // GStreamer alone: the same file decoded at its rate into a fake sink.
+    double cpu = cpuSeconds();
+    QElapsedTimer wall;
+    wall.start();
+    kqtest::runPipeline(
+        QStringLiteral("filesrc location=\"%1\" ! qtdemux ! h264parse ! avdec_h264 ! fakesink sync=true")
+            .arg(file),
+        seconds, &error);
+    const double decodeCpu = cpuSeconds() - cpu;
+    const double decodeWall = wall.elapsed() / 1000.0;
+    // And decoded and converted to the widget's 32-bit RGB.
+    cpu = cpuSeconds();
+    wall.restart();
+    kqtest::runPipeline(
+        QStringLiteral("filesrc location=\"%1\" ! qtdemux ! h264parse ! avdec_h264 ! videoconvert ! "
+                       "video/x-raw,format=BGRx ! fakesink sync=true")
+            .arg(file),
+        seconds, &error);
+    const double convertCpu = cpuSeconds() - cpu;
+    const double convertWall = wall.elapsed() / 1000.0;
+
+    kqgui::VideoMotionWindowPane pane;
+    pane.resize(1280, 720);
+    pane.show();
+    kqm::smart<kq::MemoryConfigSession> session(new kq::MemoryConfigSession(QRectF(0, 0, 1920, 1080)));
+    session->setAttribute(QStringLiteral("video"), file);
+    pane.setCoordinateSystem(session);
+    pane.showOnScreenDisplay(true);
+    for (int i = 0; i < windows; ++i) {
+        const QPoint corner((i % 8) * 240 + 10, (i / 8) * 135 + 10);
+        pane.addRect(QRect(corner, corner + QPoint(200, 100)), Qt::white);
+    }
+    std::vector<double> delays;
+    struct Recorder : QObject {
+        std::vector<double>* delays;
+        bool eventFilter(QObject* watched, QEvent* event) override
+        {
+            if (event->type() == QEvent::DynamicPropertyChange)
+                delays->push_back(watched->property("decodeToPaintUs").toLongLong() / 1000.0);
+            return false;
+        }
+    } recorder;
+    recorder.delays = &delays;
+    spin(1000); // the first frame, before measuring
+    pane.installEventFilter(&recorder);
+    const int firstFrame = pane.frameNumber();
+    cpu = cpuSeconds();
+    wall.restart();
+    spin(seconds * 1000);
+    const double paneCpu = cpuSeconds() - cpu;
+    const double paneWall = wall.elapsed() / 1000.0;
+    const int frames = pane.frameNumber() - firstFrame;
+    pane.removeEventFilter(&recorder);
+
+    out << "1080p30 H.264 file, " << pane.count() << " windows, pane 1280 x 720\n";
+    out << QStringLiteral("decode into fakesink: %1 s CPU in %2 s\n")
+               .arg(decodeCpu, 0, 'f', 2)
+               .arg(decodeWall, 0, 'f', 1);
+    out << QStringLiteral("decode and convert to RGB into fakesink: %1 s CPU in %2 s\n")
+               .arg(convertCpu, 0, 'f', 2)
+               .arg(convertWall, 0, 'f', 1);
+    out << QStringLiteral("pane over the video:  %1 s CPU in %2 s, %3 frames painted (%4 per s)\n")
+               .arg(paneCpu, 0, 'f', 2)
+               .arg(paneWall, 0, 'f', 1)
+               .arg(frames)
+               .arg(frames / paneWall, 0, 'f', 1);
+    out << QStringLiteral("CPU ratio per wall second: %1 to decoding, %2 to decoding and converting\n")
+               .arg((paneCpu / paneWall) / (decodeCpu / decodeWall), 0, 'f', 2)
+               .arg((paneCpu / paneWall) / (convertCpu / convertWall), 0, 'f', 2);
+    out << QStringLiteral("sink to paint: median %1 ms, 99th percentile %2 ms (%3 frames)\n")
+               .arg(percentile(delays, 0.5), 0, 'f', 2)
+               .arg(percentile(delays, 0.99), 0, 'f', 2)
+               .arg(delays.size());
+    out.flush();
+
+    if (memorySeconds > 0) {
+        spin(memorySeconds * 100);
+        const qint64 early = residentKiB();
+        spin(memorySeconds * 900);
+        const qint64 late = residentKiB();
+        out << QStringLiteral("resident memory: %1 KiB after %2 s, %3 KiB after %4 s (%5 KiB more)\n")
+                   .arg(early)
+                   .arg(memorySeconds / 10.0 + 1 + seconds, 0, 'f', 0)
+                   .arg(late)
+                   .arg(memorySeconds + 1 + seconds)
+                   .arg(late - early);
+    }
+    return 0;
+}
