@@ -142,6 +142,7 @@ private Q_SLOTS:
     void backspaceRemovesLastDrawnVertex();
     void rectangleHasNoVertexEditing();
 
+    void randomStepsMatchReplay_data();
     void randomStepsMatchReplay();
 
 private:
@@ -847,13 +848,21 @@ void takeStep(kqgui::VideoMotionWindowPane* pane, const kqtest::PaneMouse& mouse
     QWidget* widget = pane->onScreenDisplay()->widget();
     const int n = pane->count();
     const int index = n > 0 ? step.a % n : -1;
+    // Selected afresh, which also forgets a selected vertex.
+    pane->onScreenDisplay()->setCurrent(nullptr);
     if (index >= 0)
         pane->onScreenDisplay()->setCurrent(pane->childAt(index));
+    const QPolygon vertices
+        = index >= 0 && pane->isPoly(index) ? pane->polyControlAt(index)->polygon() : QPolygon();
     switch (step.kind) {
-    case 0: { // draw a rectangle on the free image
+    case 0: { // draw a window on the free image
         const QPoint from(step.a, step.b);
         const QPoint to = from + QPoint(step.c, step.d);
-        if (!covered(pane, from))
+        if (covered(pane, from))
+            break;
+        if (pane->hasLensCorrection())
+            mouse.drawPolygon(QPolygon(QVector<QPoint> { from, QPoint(to.x(), from.y()), to }));
+        else
             mouse.drawRect(from, to);
         break;
     }
@@ -889,22 +898,55 @@ void takeStep(kqgui::VideoMotionWindowPane* pane, const kqtest::PaneMouse& mouse
             QTest::keyClick(widget, keys[step.b % 4], Qt::ShiftModifier);
         }
         break;
+    case 8: // insert a vertex in the middle of an edge
+        if (!vertices.isEmpty()) {
+            const int edge = step.b % vertices.size();
+            const QPoint middle = (vertices.at(edge) + vertices.at((edge + 1) % vertices.size())) / 2;
+            QTest::mouseDClick(widget, Qt::LeftButton, {}, middle);
+        }
+        break;
+    case 9: // remove a vertex: a right click, or a press and Delete
+        if (!vertices.isEmpty()) {
+            const QPoint vertex = vertices.at(step.b % vertices.size());
+            if (step.c % 2) {
+                QTest::mouseClick(widget, Qt::RightButton, {}, vertex);
+            } else {
+                mouse.click(vertex);
+                QTest::keyClick(widget, Qt::Key_Delete);
+            }
+        }
+        break;
     default:
         pane->removeAll();
         break;
     }
+    // A click that began drawing a polygon (say, the second half of a double
+    // click after the first erased the window) leaves it to the user's next
+    // clicks: the step ends with Escape, which cancels it.
+    QTest::keyClick(widget, Qt::Key_Escape);
     kqtest::flushDeletes();
 }
 
 } // namespace
 
+void TestPaneUndo::randomStepsMatchReplay_data()
+{
+    QTest::addColumn<bool>("lens");
+    QTest::newRow("rectangles") << false;
+    QTest::newRow("lens-corrected polygons") << true;
+}
+
 void TestPaneUndo::randomStepsMatchReplay()
 {
+    QFETCH(bool, lens);
+    const kq::SDeskewParams deskew = lens ? lensCorrected() : kq::SDeskewParams();
+    pane->setCoordinateSystem(QRectF(0, 0, 800, 600), deskew);
     QRandomGenerator random(19);
     // states[i] is the pane after the i-th kept step; steps[i - 1] took it there.
     QVector<Windows> states { windowsOf(pane) };
     QVector<Step> steps;
     int position = 0;
+    int lastKind = -1;
     for (int i = 0; i < 200; ++i) {
         const int choice = random.bounded(100);
         if (choice < 20) {
@@ -917,20 +959,20 @@ void TestPaneUndo::randomStepsMatchReplay()
                 ++position;
         } else {
             Step step;
-            const int kind = random.bounded(100);
-            step.kind = kind < 25 ? 0
-                : kind < 40       ? 1
-                : kind < 50       ? 2
-                : kind < 60       ? 3
-                : kind < 70       ? 4
-                : kind < 78       ? 5
-                : kind < 86       ? 6
-                : kind < 97       ? 7
-                                  : 8;
+            // Drawing, dragging, nudging, deleting, settings, resizing,
+            // vertices (polygons only), removing all.
+            static const int weights[] = { 20, 15, 8, 8, 8, 6, 6, 10, 9, 8, 2 };
+            int pick = random.bounded(100);
+            step.kind = 0;
+            while (pick >= weights[step.kind]) {
+                pick -= weights[step.kind];
+                ++step.kind;
+            }
             step.a = random.bounded(340);
             step.b = random.bounded(250);
             step.c = random.bounded(10, 60);
             step.d = random.bounded(10, 50);
+            lastKind = step.kind;
             takeStep(pane, *mouse, step);
             const Windows now = windowsOf(pane);
             if (!(now == states.at(position))) {
@@ -942,7 +984,12 @@ void TestPaneUndo::randomStepsMatchReplay()
             }
         }
         kqtest::flushDeletes();
-        QCOMPARE(pane->undoStack()->index(), position);
+        QVERIFY2(pane->undoStack()->index() == position,
+            qPrintable(QStringLiteral("after %1 actions, the last a step of kind %2: index %3, expected %4")
+                           .arg(i + 1)
+                           .arg(lastKind)
+                           .arg(pane->undoStack()->index())
+                           .arg(position)));
         QCOMPARE(pane->undoStack()->count(), states.size() - 1);
         COMPARE_WINDOWS(windowsOf(pane), states.at(position));
     }
@@ -952,6 +999,7 @@ void TestPaneUndo::randomStepsMatchReplay()
     // The kept steps, taken again on a fresh pane, give the same windows.
     kqgui::VideoMotionWindowPane fresh;
     QVERIFY(kqtest::showPane(&fresh));
+    fresh.setCoordinateSystem(QRectF(0, 0, 800, 600), deskew);
     fresh.showOnScreenDisplay(true);
     kqtest::PaneMouse freshMouse(&fresh);
     for (int i = 0; i < position; ++i) {

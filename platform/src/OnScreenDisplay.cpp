@@ -664,7 +664,11 @@ void OnScreenDisplay::push_back(QList<OnScreenControl*> controls, QEvent* event)
             d->enterRectControl(rect, true);
     }
     OnScreenControl* first = controls.value(0);
-    if (first && d->holds(first) && enabled && event && event->type() == QEvent::MouseButtonPress) {
+    // The second press of a double click is a press too: a control added for
+    // it is drawn like any other, not left without a shape.
+    const bool press = event
+        && (event->type() == QEvent::MouseButtonPress || event->type() == QEvent::MouseButtonDblClick);
+    if (first && d->holds(first) && enabled && press) {
         if (d->drawing) {
             OnScreenControl* previous = d->drawing;
             d->drawing = nullptr;
@@ -741,6 +745,8 @@ void OnScreenDisplay::setCurrent(OnScreenControl* control)
         return;
     if (control == d->current)
         return;
+    // A selected vertex belongs to the selected polygon.
+    d->selectVertex(nullptr, -1);
     if (OnScreenControl* old = d->current) {
         d->current = nullptr;
         old->setActive(false);

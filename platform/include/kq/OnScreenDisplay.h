@@ -478,10 +478,10 @@ public:
 
     // Adds the controls (null entries are skipped; a control already held is
     // not added twice) as the newest, on top. When event is a mouse press
-    // and the display is enabled, the first control is drawn by the gesture
-    // that press began (see OnScreenControl::beginDrawing) and is selected
-    // when the gesture ends with a shape; any other event, or null, just adds.
-    // Adding takes the same time however many controls are held.
+    // (or the second press of a double click) and the display is enabled, the first control is drawn by the
+    // gesture that press began (see OnScreenControl::beginDrawing) and is selected when the gesture ends with
+    // a shape; any other event, or null, just adds. Adding takes the same time however many controls are
+    // held.
     void push_back(QList<kq::OnScreenControl*> controls, QEvent* event);
     // Erases every control whose QObject parent is owner (every control if
     // owner is null), as erase() does, oldest first.
