@@ -137,7 +137,12 @@ protected Q_SLOTS:
 /// pane, newest first: window 0 is the one added last. Each window has a
 /// delete button (":/Icons/delete_on.png", pressed ":/Icons/delete_pr.png")
 /// at its top-right corner. The mouse edits windows; it never steers the
-/// camera.
+/// camera. A newly drawn window is selected. On the drawing widget, Tab and
+/// Shift+Tab select the next and previous window, arrows move the selected
+/// one by a pixel, Shift+arrows move its bottom-right corner, Delete erases
+/// it; a polygon's vertices are inserted by a double click on an edge and
+/// removed by a right click or by Delete once pressed (see
+/// kq::OnScreenDisplay). Every such edit can be undone (undoStack()).
 ///
 /// Index arguments: an index outside 0 .. count() - 1 yields null, false, -1
 /// or nothing, as each accessor says; nothing crashes.
