@@ -47,6 +47,7 @@
 #include <QtTest>
 
 #include "LogCapture.h"
+#include "ModalBoxCloser.h"
 #include "propertywidgets_testsupport.h"
 
 #include <algorithm>
@@ -175,49 +176,6 @@ QVector<QString> alarmReceivers(const QString& nodeId)
 {
     return QVector<QString>(cameraProperty(nodeId, demo::AlarmReceiversProperty)->value());
 }
-
-// Answers the question boxes that come up while it lives with one button,
-// from a timer that keeps looking until a box is up, and remembers what the
-// box asked.
-class QuestionAnswerer : public QObject {
-public:
-    explicit QuestionAnswerer(QMessageBox::StandardButton answer)
-        : m_answer(answer)
-    {
-        arm();
-    }
-
-    int count = 0;
-    QString title;
-    QString text;
-    QMessageBox::StandardButtons buttons;
-
-private:
-    void arm()
-    {
-        QTimer::singleShot(0, this, [this] { poll(); });
-    }
-    void poll()
-    {
-        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        if (!box) {
-            arm();
-            return;
-        }
-        ++count;
-        title = box->windowTitle();
-        text = box->text();
-        buttons = box->standardButtons();
-        QAbstractButton* button = box->button(m_answer);
-        if (button)
-            button->click();
-        else
-            box->reject();
-        arm();
-    }
-
-    QMessageBox::StandardButton m_answer;
-};
 
 const QMessageBox::StandardButtons kQuestionButtons
     = QMessageBox::Apply | QMessageBox::Discard | QMessageBox::Cancel;
@@ -1039,7 +997,7 @@ void TestDemo::changingTheSelectionAsksAboutChanges()
     QTest::keyClicks(name, QStringLiteral("Front door"));
     QTRY_COMPARE(shownTitle(), QStringLiteral("Camera settings*"));
 
-    QuestionAnswerer answerer { QMessageBox::StandardButton(answer) };
+    kqtest::ModalBoxAnswerer answerer { QMessageBox::StandardButton(answer) };
     QListWidget* list = m_window->cameraList();
     QTest::mouseClick(
         list->viewport(), Qt::LeftButton, {}, list->visualItemRect(list->item(3)).center()); // Gate
@@ -1097,7 +1055,7 @@ void TestDemo::closingAsksAboutChanges()
     stepPortUp();
 
     {
-        QuestionAnswerer cancel(QMessageBox::Cancel);
+        kqtest::ModalBoxAnswerer cancel(QMessageBox::Cancel);
         QVERIFY(!m_window->close());
         QCOMPARE(cancel.count, 1);
         QCOMPARE(cancel.buttons, kQuestionButtons);
@@ -1108,7 +1066,7 @@ void TestDemo::closingAsksAboutChanges()
     QCOMPARE(cameraProperty(kGate, demo::HttpPortProperty)->value(), 80);
 
     {
-        QuestionAnswerer discard(QMessageBox::Discard);
+        kqtest::ModalBoxAnswerer discard(QMessageBox::Discard);
         QVERIFY(m_window->close());
         QCOMPARE(discard.count, 1);
     }
@@ -1120,7 +1078,7 @@ void TestDemo::closingAsksAboutChanges()
     QCOMPARE(port->value(), 80);
     stepPortUp();
     {
-        QuestionAnswerer apply(QMessageBox::Apply);
+        kqtest::ModalBoxAnswerer apply(QMessageBox::Apply);
         QVERIFY(m_window->close());
         QCOMPARE(apply.count, 1);
     }
@@ -1130,7 +1088,7 @@ void TestDemo::closingAsksAboutChanges()
     // without changes the window closes without a question
     m_window->show();
     QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
-    QuestionAnswerer none(QMessageBox::Cancel);
+    kqtest::ModalBoxAnswerer none(QMessageBox::Cancel);
     QVERIFY(m_window->close());
     QCOMPARE(none.count, 0);
 }
@@ -1152,7 +1110,7 @@ void TestDemo::openingAnotherFileAsksAboutChanges()
     QTRY_VERIFY(settings()->hasChanges());
 
     {
-        QuestionAnswerer cancel(QMessageBox::Cancel);
+        kqtest::ModalBoxAnswerer cancel(QMessageBox::Cancel);
         QVERIFY(!m_window->openFile(path));
         QCOMPARE(cancel.count, 1);
         QCOMPARE(cancel.buttons, kQuestionButtons);
@@ -1163,7 +1121,7 @@ void TestDemo::openingAnotherFileAsksAboutChanges()
     QVERIFY(settings()->hasChanges());
 
     {
-        QuestionAnswerer discard(QMessageBox::Discard);
+        kqtest::ModalBoxAnswerer discard(QMessageBox::Discard);
         QVERIFY(m_window->openFile(path));
         QCOMPARE(discard.count, 1);
     }

@@ -143,7 +143,8 @@ public:
     /// - rows the user moved (the rows outside the longest run of rows that
     ///   kept their order) take their entries out of each node's list and
     ///   put them back after the entries of the nearest row above them that
-    ///   the node holds (before the nearest row below when none is above).
+    ///   the node holds (before the nearest row below when none is above;
+    ///   where they were when the node holds no other row of the tree).
     ///   Added rows the user moved above older rows are placed the same way.
     ///   With one node, whose list the tree shows in order, the list then
     ///   follows the tree's order.

@@ -297,13 +297,18 @@ namespace {
         }
 
         // Moved rows' entries leave their places, with their texts.
+        // `origin`: where the first of them stood, for a node that holds no
+        // other row of the tree to place them by.
         QVector<QVector<Text>> carried(rows.size());
+        QVector<int> origin(rows.size(), -1);
         for (int i = 0; i < rows.size(); ++i) {
             const RowState& row = rows.at(i);
             if (!moved.at(i) || !row.committed || row.check.toInt() == Qt::Unchecked)
                 continue;
             for (int k = 0; k < list.size();) {
                 if (list.at(k).isEntry && list.at(k).entry == row.entry) {
+                    if (origin.at(i) < 0)
+                        origin[i] = k;
                     carried[i].append(list.at(k));
                     list.remove(k);
                 } else {
@@ -314,7 +319,9 @@ namespace {
                 carried[i].append({ entryText(row.entry), true, row.entry });
         }
         // ... and come back after the nearest row above that the node holds,
-        // else before the nearest row below, else at the end.
+        // else before the nearest row below, else where they were (texts
+        // that are no entry keep their places around them), else, for a
+        // row new to the node, at the end.
         for (int i = 0; i < rows.size(); ++i) {
             if (carried.at(i).isEmpty())
                 continue;
@@ -331,7 +338,7 @@ namespace {
                     at = firstOf(list, rows.at(below).entry);
             }
             if (at < 0)
-                at = list.size();
+                at = origin.at(i) >= 0 ? qMin(origin.at(i), list.size()) : list.size();
             for (const Text& text : qAsConst(carried.at(i)))
                 list.insert(at++, text);
         }
