@@ -6,10 +6,12 @@
 #include "MainWindow.h"
 
 #include <ConfigDialogs/NodeWindowPane.h>
+#include <ConfigDialogs/VideoMotionWindowPane.h>
 #include <kq/OnScreenDisplay.h>
 
 #include <QAction>
 #include <QFile>
+#include <QListWidget>
 #include <QStandardPaths>
 #include <QTabWidget>
 #include <QUndoStack>
@@ -41,6 +43,7 @@ private Q_SLOTS:
     void actionsFollowTheTab();
     void undoTakesBackADrawnWindow();
     void anotherCameraStartsEmpty();
+    void keysOnThePaneUndoOnce();
 
 private:
     kqgui::NodeWindowPane* pane(const char* name) const
@@ -160,6 +163,29 @@ void TestDemoUndo::anotherCameraStartsEmpty()
     QCOMPARE(exposure->undoStack()->count(), 0);
     QVERIFY(!action("undo")->isEnabled());
     QVERIFY(!action("redo")->isEnabled());
+}
+
+void TestDemoUndo::keysOnThePaneUndoOnce()
+{
+    demo::CameraSettingsDialog* settings = m_window->settings();
+    QVERIFY(settings->showTab(QStringLiteral("Motion")));
+    auto* motion = m_window->findChild<kqgui::VideoMotionWindowPane*>(QStringLiteral("motionPane"));
+    QVERIFY(motion);
+    drawOn(motion);
+    motion->setSensitivity(0, 77);
+    QCOMPARE(motion->undoStack()->count(), 2);
+    QWidget* widget = motion->onScreenDisplay()->widget();
+    widget->setFocus();
+    QVERIFY(widget->hasFocus());
+    // The pane takes the key before the Edit menu's shortcut: one step back.
+    QTest::keyClick(widget, Qt::Key_Z, Qt::ControlModifier);
+    QCOMPARE(motion->undoStack()->index(), 1);
+    QTest::keyClick(widget, Qt::Key_Y, Qt::ControlModifier);
+    QCOMPARE(motion->undoStack()->index(), 2);
+    // Elsewhere in the window the menu's shortcut undoes the pane on screen.
+    m_window->cameraList()->setFocus();
+    QTest::keyClick(m_window->cameraList(), Qt::Key_Z, Qt::ControlModifier);
+    QCOMPARE(motion->undoStack()->index(), 1);
 }
 
 QTEST_MAIN(TestDemoUndo)
