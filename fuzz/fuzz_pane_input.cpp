@@ -2,12 +2,13 @@
 // windows and the free picture, with and without lens correction: presses,
 // moves, releases and double clicks anywhere (also outside the picture and
 // the pane), Delete, Escape, Backspace, Tab and the arrows with and without
-// Shift, settings changed, all windows removed and the pane resized now and
-// then. After every event the pane must hold together: every window is there
-// with finite image coordinates, and every delete button rides on a window
-// of the pane. (Where windows may lie is the pane's own rule: a window being
-// drawn is bounded by the pane's rectangle, so one drawn from the letterbox
-// bars reaches beyond the picture; moves and resizes keep to the picture.)
+// Shift, Ctrl+Z and Ctrl+Y, undo and redo as from a menu, settings changed,
+// all windows removed and the pane resized now and then. After every event
+// the pane must hold together: every window is there with finite image
+// coordinates, and every delete button rides on a window of the pane.
+// (Where windows may lie is the pane's own rule: a window being drawn is
+// bounded by the pane's rectangle, so one drawn from the letterbox bars
+// reaches beyond the picture; moves and resizes keep to the picture.)
 //
 // Input: the first byte chooses lens correction; then each event takes four
 // bytes: the kind, x, y and a modifier byte.
@@ -20,6 +21,7 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QSet>
+#include <QUndoStack>
 
 #include <cmath>
 #include <cstdint>
@@ -153,6 +155,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         case 10:
             if (data[at + 1] < 16)
                 pane.removeAll();
+            else if (data[at + 1] < 64) // undo, also in the middle of a gesture
+                sendKey(target, Qt::Key_Z, Qt::ControlModifier);
+            else if (data[at + 1] < 96)
+                sendKey(target, Qt::Key_Y, Qt::ControlModifier);
+            else if (data[at + 1] < 112) // from a menu, whatever the mouse is doing
+                pane.undoStack()->undo();
+            else if (data[at + 1] < 128)
+                pane.undoStack()->redo();
             break;
         default:
             if (pane.count() > 0) {

@@ -3,6 +3,8 @@
 #include "CameraProperties.h"
 #include "CameraSettingsDialog.h"
 
+#include <ConfigDialogs/NodeWindowPane.h>
+
 #include <kq/NodeDB.h>
 
 #include <QAction>
@@ -18,6 +20,9 @@
 #include <QScopedValueRollback>
 #include <QSplitter>
 #include <QStatusBar>
+#include <QTabWidget>
+#include <QUndoGroup>
+#include <QUndoStack>
 #include <QVBoxLayout>
 
 namespace demo {
@@ -86,6 +91,30 @@ MainWindow::MainWindow(const CameraDocument& document, QWidget* parent)
     addItem(file, tr("&Save"), &MainWindow::save, QKeySequence::Save);
     file->addSeparator();
     addItem(file, tr("&Quit"), &QWidget::close, QKeySequence::Quit);
+
+    // Edit > Undo and Redo act on the windows of the pane on screen, the
+    // current tab's; on the other tabs they are disabled.
+    auto* panes = new QUndoGroup(this);
+    const QList<kqgui::NodeWindowPane*> windowPanes = m_settings->findChildren<kqgui::NodeWindowPane*>();
+    for (kqgui::NodeWindowPane* pane : windowPanes)
+        panes->addStack(pane->undoStack());
+    QMenu* edit = menuBar()->addMenu(tr("&Edit"));
+    QAction* undo = panes->createUndoAction(edit, tr("&Undo"));
+    undo->setObjectName(QStringLiteral("undo"));
+    undo->setShortcut(QKeySequence::Undo);
+    QAction* redo = panes->createRedoAction(edit, tr("&Redo"));
+    redo->setObjectName(QStringLiteral("redo"));
+    redo->setShortcuts(
+        { QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z), QKeySequence(Qt::CTRL | Qt::Key_Y) });
+    edit->addAction(undo);
+    edit->addAction(redo);
+    const auto followTab = [this, panes] {
+        QWidget* page = m_settings->tabs()->currentWidget();
+        auto* pane = page ? page->findChild<kqgui::NodeWindowPane*>() : nullptr;
+        panes->setActiveStack(pane ? pane->undoStack() : nullptr);
+    };
+    connect(m_settings->tabs(), &QTabWidget::currentChanged, this, followTab);
+    followTab();
 
     m_source = new QLabel;
     m_source->setObjectName(QStringLiteral("source"));

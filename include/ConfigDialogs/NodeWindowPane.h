@@ -22,6 +22,7 @@
 
 class QMouseEvent;
 class QResizeEvent;
+class QUndoStack;
 
 namespace kqgui {
 
@@ -136,7 +137,12 @@ protected Q_SLOTS:
 /// pane, newest first: window 0 is the one added last. Each window has a
 /// delete button (":/Icons/delete_on.png", pressed ":/Icons/delete_pr.png")
 /// at its top-right corner. The mouse edits windows; it never steers the
-/// camera.
+/// camera. A newly drawn window is selected. On the drawing widget, Tab and
+/// Shift+Tab select the next and previous window, arrows move the selected
+/// one by a pixel, Shift+arrows move its bottom-right corner, Delete erases
+/// it; a polygon's vertices are inserted by a double click on an edge and
+/// removed by a right click or by Delete once pressed (see
+/// kq::OnScreenDisplay). Every such edit can be undone (undoStack()).
 ///
 /// Index arguments: an index outside 0 .. count() - 1 yields null, false, -1
 /// or nothing, as each accessor says; nothing crashes.
@@ -162,13 +168,15 @@ public:
 
     /// Fixed geometry without a session: the pane lets go of its session, the
     /// image is rect, the screen is the pane's rect() and the deskew settings
-    /// are deskew. Existing windows are not re-mapped; the video is left as it is.
+    /// are deskew. Existing windows are not re-mapped; the video is left as it
+    /// is. The undo history is emptied and the pane loads (see undoStack()).
     void setCoordinateSystem(const QRectF& rect, const kq::SDeskewParams& deskew);
     /// Geometry of a node: the image is the session's imageRect(), the screen
     /// is the pane's rect(), the deskew settings are the node's, and the pane
     /// shows the node's video. Existing windows are not re-mapped. A null
     /// handle gives an empty image rectangle (the identity mapping), default
-    /// deskew settings and the video of no node.
+    /// deskew settings and the video of no node. The undo history is emptied
+    /// and the pane loads (see undoStack()).
     void setCoordinateSystem(kqm::smart<kq::INodeConfigSession> session);
 
     /// Adds a rectangle window whose application rectangle is (left, top,
@@ -202,8 +210,26 @@ public:
     /// Coordinates are compared with a relative tolerance of 1e-12 (so 0
     /// equals only 0).
     int find(const QRectF& rect) const;
-    /// Erases every window with its delete button.
+    /// Erases every window with its delete button (one undo step).
     void removeAll();
+
+    /// The pane's undo history, owned by the pane (null only while the pane
+    /// is being destroyed), for a dialog's Undo and Redo actions. Ctrl+Z
+    /// undoes, Ctrl+Shift+Z and Ctrl+Y redo while the pane's drawing widget
+    /// has the keyboard focus.
+    ///
+    /// Each user step is one command: a gesture on the drawing widget (a
+    /// drag, a drawn window, a key), a setting written through a setter of a
+    /// concrete pane, removeAll(). A step that leaves the windows as they were
+    /// is not recorded. Undo and redo put the windows back exactly: their
+    /// order, kind, image geometry and settings, and the selection.
+    ///
+    /// Loading is not a step: from construction and from each
+    /// setCoordinateSystem() (which also empties the history) until the
+    /// user's first press or key on the drawing widget, windows added and
+    /// settings written are the node's stored state. Windows added with
+    /// addRect or addPolygon without an event are never a step.
+    QUndoStack* undoStack() const;
 
     /// The colour window i should have; an index out of range answers the
     /// colour of a window being drawn.

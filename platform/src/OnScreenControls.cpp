@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QHash>
 #include <QImage>
+#include <QLineF>
 #include <QMouseEvent>
 #include <QPaintEngine>
 #include <QPainter>
@@ -632,6 +633,25 @@ bool OnScreenRectControl::nudge(const QPoint& delta)
     return true;
 }
 
+bool OnScreenRectControl::growBy(const QPoint& delta)
+{
+    if (!hasExtent())
+        return false;
+    const QRect before = m_rect;
+    QPoint corner = boundedPoint(before.bottomRight() + delta);
+    // Shrinking stops at the minimum extent; a smaller control keeps its size.
+    corner.setX(qMax(corner.x(), qMin(before.right(), before.left() + MinimumExtent - 1)));
+    corner.setY(qMax(corner.y(), qMin(before.bottom(), before.top() + MinimumExtent - 1)));
+    const QRect target(before.topLeft(), corner);
+    if (target == before)
+        return false;
+    setRect(target);
+    if (m_rect == before)
+        return false;
+    emit changed();
+    return true;
+}
+
 bool OnScreenRectControl::beginDrawing(const QPoint& pos)
 {
     m_anchor = boundedPoint(pos);
@@ -820,6 +840,104 @@ void OnScreenPolygonControl::translate(const QPoint& delta)
     m_polygon.translate(delta);
     OnScreenRect::setRect(m_rect.translated(delta));
     repaint();
+}
+
+namespace {
+    // The polygon's vertices without a closing copy of the first one, and
+    // whether it had one.
+    QPolygon openVertices(const QPolygon& polygon, bool* closedCopy)
+    {
+        *closedCopy = polygon.size() > 1 && polygon.first() == polygon.last();
+        QPolygon open = polygon;
+        if (*closedCopy)
+            open.removeLast();
+        return open;
+    }
+
+    // The point of segment a-b nearest to p.
+    QPointF nearestOnSegment(const QPointF& a, const QPointF& b, const QPointF& p)
+    {
+        const QPointF ab = b - a;
+        const double length2 = QPointF::dotProduct(ab, ab);
+        if (length2 == 0)
+            return a;
+        const double t = qBound(0.0, QPointF::dotProduct(p - a, ab) / length2, 1.0);
+        return a + t * ab;
+    }
+}
+
+int OnScreenPolygonControl::vertexAt(const QPoint& pos) const
+{
+    if (modes().testFlag(Creating))
+        return -1;
+    return handleAt(pos);
+}
+
+int OnScreenPolygonControl::edgeAt(const QPoint& pos) const
+{
+    if (!isActive() || !controlFlags().testFlag(Resizable) || !hasExtent() || modes().testFlag(Creating))
+        return -1;
+    bool closedCopy = false;
+    const QPolygon open = openVertices(m_polygon, &closedCopy);
+    int best = -1;
+    double bestDistance = HandleReach + 0.5;
+    for (int i = 0; i < open.size(); ++i) {
+        const QPointF a = open.at(i);
+        const QPointF b = open.at((i + 1) % open.size());
+        const double distance = QLineF(nearestOnSegment(a, b, pos), pos).length();
+        if (distance <= bestDistance) {
+            best = i;
+            bestDistance = distance;
+        }
+    }
+    return best;
+}
+
+void OnScreenPolygonControl::setEditedVertices(QPolygon vertices, bool closedCopy)
+{
+    if (closedCopy)
+        vertices << vertices.first();
+    m_polygon = std::move(vertices);
+    OnScreenRect::setRect(m_polygon.boundingRect());
+    repaint();
+    emit changed();
+}
+
+int OnScreenPolygonControl::insertVertex(const QPoint& pos)
+{
+    const int edge = edgeAt(pos);
+    if (edge < 0)
+        return -1;
+    bool closedCopy = false;
+    QPolygon open = openVertices(m_polygon, &closedCopy);
+    const QPoint p
+        = boundedPoint(nearestOnSegment(open.at(edge), open.at((edge + 1) % open.size()), pos).toPoint());
+    open.insert(edge + 1, p);
+    setEditedVertices(std::move(open), closedCopy);
+    return edge + 1;
+}
+
+bool OnScreenPolygonControl::removeVertex(int index)
+{
+    if (!isActive() || !controlFlags().testFlag(Resizable) || modes().testFlag(Creating))
+        return false;
+    bool closedCopy = false;
+    QPolygon open = openVertices(m_polygon, &closedCopy);
+    if (index < 0 || index >= open.size() || open.size() <= 3)
+        return false;
+    open.removeAt(index);
+    setEditedVertices(std::move(open), closedCopy);
+    return true;
+}
+
+bool OnScreenPolygonControl::removeLastDrawnVertex()
+{
+    if (!modes().testFlag(Creating) || !polygonFlags().testFlag(ClickToDraw) || m_polygon.size() < 2)
+        return false;
+    m_polygon.removeLast();
+    OnScreenRect::setRect(m_polygon.boundingRect());
+    repaint();
+    return true;
 }
 
 bool OnScreenPolygonControl::beginDrawing(const QPoint& pos)

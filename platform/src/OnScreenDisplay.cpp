@@ -33,6 +33,9 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void leaveEvent(QEvent* event) override;
+    // Tab and Shift+Tab select windows: QWidget::event() would move the
+    // focus before keyPressEvent() saw them.
+    bool event(QEvent* event) override;
 
 private:
     OnScreenDisplayPrivate* d;
@@ -68,6 +71,13 @@ public:
     // An update of the drawing widget was asked for and its paint event has
     // not come yet: asking again would add nothing.
     bool updatePending = false;
+    // A user's input started (inputStarted) and has not finished yet.
+    bool inputOpen = false;
+    // The selected vertex: the one whose handle was pressed last, on the
+    // polygon then selected. It counts only while that polygon stays the
+    // current control.
+    QPointer<OnScreenPolygonControl> vertexPolygon;
+    int vertex = -1;
 
     // rect_controls() by owner, newest first; the key null lists every rect
     // control. Valid only while rectListsValid: push_back adds to it, any
@@ -265,6 +275,92 @@ public:
             endDrawing(c);
     }
 
+    // Runs the handling of a user's event between inputStarted and
+    // inputFinished. An event that cannot start an input (a release, a
+    // move) only finishes one that is open.
+    template <typename Handle> void userInput(bool starts, Handle handle)
+    {
+        if (starts && q->enabled) {
+            // An input left open by a gesture that was cut short from
+            // outside (its control erased by the program) is over.
+            if (inputOpen && !drawing && !grabber) {
+                inputOpen = false;
+                emit q->inputFinished();
+            }
+            if (!inputOpen) {
+                inputOpen = true;
+                emit q->inputStarted();
+            }
+        }
+        handle();
+        if (inputOpen && !drawing && !grabber) {
+            inputOpen = false;
+            emit q->inputFinished();
+        }
+    }
+
+    // Selects the next (or previous) rect control after the selected one,
+    // wrapping around; false when there is none to select.
+    bool cycleSelection(bool forward)
+    {
+        QList<OnScreenRectControl*> candidates;
+        for (OnScreenRectControl* c : q->rect_controls(nullptr)) {
+            if (takesInput(c) && !c->buddy() && c->hasExtent()
+                && c->controlFlags().testFlag(OnScreenControl::Selectable))
+                candidates << c;
+        }
+        if (candidates.isEmpty())
+            return false;
+        const int at = candidates.indexOf(qobject_cast<OnScreenRectControl*>(current.data()));
+        int next;
+        if (at < 0)
+            next = forward ? 0 : candidates.size() - 1;
+        else
+            next = (at + (forward ? 1 : candidates.size() - 1)) % candidates.size();
+        q->setCurrent(candidates.at(next));
+        return true;
+    }
+
+    // Tab or Shift+Tab: true when the display used the key.
+    bool tabKey(QKeyEvent* event)
+    {
+        const Qt::KeyboardModifiers other
+            = event->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier);
+        if (!q->enabled || other)
+            return false;
+        const bool forward = event->key() == Qt::Key_Tab && !(event->modifiers() & Qt::ShiftModifier);
+        // Not in the middle of drawing or dragging: the gesture owns the
+        // selection until it ends.
+        if (drawing || grabber)
+            return true;
+        return cycleSelection(forward);
+    }
+
+    // The current polygon control, if it is one.
+    OnScreenPolygonControl* currentPolygon() const
+    {
+        auto* polygon = qobject_cast<OnScreenPolygonControl*>(current.data());
+        return polygon && holds(polygon) && polygon->isEnabled() ? polygon : nullptr;
+    }
+
+    // The selected vertex's index, -1 when none is selected.
+    int selectedVertex() const
+    {
+        OnScreenPolygonControl* polygon = currentPolygon();
+        if (!polygon || polygon != vertexPolygon || vertex < 0 || vertex >= polygon->polygon().size())
+            return -1;
+        return vertex;
+    }
+
+    void selectVertex(OnScreenPolygonControl* polygon, int index)
+    {
+        if (polygon == vertexPolygon && index == vertex)
+            return;
+        vertexPolygon = index >= 0 ? polygon : nullptr;
+        vertex = index >= 0 ? index : -1;
+        q->update();
+    }
+
     void paint(QPainter& painter)
     {
         prune();
@@ -273,11 +369,35 @@ public:
             c->paint(painter);
             painter.restore();
         }
+        // The selected vertex: its handle filled black.
+        const int selected = selectedVertex();
+        if (selected >= 0) {
+            const int h = OnScreenRectControl::HandleSize;
+            const QPoint centre = vertexPolygon->polygon().at(selected);
+            const QRect r(centre.x() - h / 2, centre.y() - h / 2, h, h);
+            painter.fillRect(r, Qt::white);
+            painter.fillRect(r.adjusted(1, 1, -1, -1), Qt::black);
+        }
+    }
+
+    // A right press on a vertex of the current polygon removes the vertex.
+    bool removeVertexAt(const QPoint& pos)
+    {
+        OnScreenPolygonControl* polygon = currentPolygon();
+        const int index = polygon ? polygon->vertexAt(pos) : -1;
+        if (index < 0)
+            return false;
+        if (polygon->removeVertex(index))
+            selectVertex(nullptr, -1);
+        return true;
     }
 
     void mousePress(QMouseEvent* event)
     {
         prune();
+        if (q->enabled && event->button() == Qt::RightButton && !drawing && !grabber
+            && removeVertexAt(event->pos()))
+            return;
         if (!q->enabled || event->button() != Qt::LeftButton) {
             event->ignore();
             return;
@@ -286,13 +406,21 @@ public:
             feedDrawing(&OnScreenControl::drawPress, event->pos());
             return;
         }
-        if (OnScreenControl* c = controlAt(event->pos())) {
+        OnScreenControl* c = controlAt(event->pos());
+        // Just outside an edge of the current polygon is still on it, so
+        // that a double click there inserts a vertex.
+        if (!c && currentPolygon() && currentPolygon()->edgeAt(event->pos()) >= 0)
+            c = current;
+        if (c) {
             if (!c->buddy() && c->controlFlags().testFlag(OnScreenControl::Selectable))
                 q->setCurrent(c);
+            auto* polygon = qobject_cast<OnScreenPolygonControl*>(c);
+            selectVertex(polygon, polygon && polygon == current ? polygon->vertexAt(event->pos()) : -1);
             if (c->mousePress(event))
                 grabber = c;
             return;
         }
+        selectVertex(nullptr, -1);
         emit q->mousePressed(event);
         if (!drawing)
             event->ignore();
@@ -341,6 +469,14 @@ public:
             feedDrawing(&OnScreenControl::drawDoubleClick, event->pos());
             return;
         }
+        // A double click on an edge of the current polygon (not on a
+        // vertex) inserts a vertex there and selects it.
+        OnScreenPolygonControl* polygon = currentPolygon();
+        if (q->enabled && polygon && !grabber && event->button() == Qt::LeftButton
+            && polygon->vertexAt(event->pos()) < 0 && polygon->edgeAt(event->pos()) >= 0) {
+            selectVertex(polygon, polygon->insertVertex(event->pos()));
+            return;
+        }
         mousePress(event);
     }
 
@@ -356,6 +492,11 @@ public:
             c->cancelDrawing();
             return;
         }
+        if (event->key() == Qt::Key_Backspace && drawing) {
+            if (auto* polygon = qobject_cast<OnScreenPolygonControl*>(drawing.data()))
+                polygon->removeLastDrawnVertex();
+            return;
+        }
         OnScreenControl* c = current;
         if (!c || !c->isEnabled() || drawing || grabber) {
             event->ignore();
@@ -364,6 +505,13 @@ public:
         QPoint delta;
         switch (event->key()) {
         case Qt::Key_Delete:
+            if (selectedVertex() >= 0) {
+                // A triangle keeps its vertex, and the vertex stays selected:
+                // pressing Delete again does not erase the window instead.
+                if (currentPolygon()->removeVertex(selectedVertex()))
+                    selectVertex(nullptr, -1);
+                return;
+            }
             if (c->controlFlags().testFlag(OnScreenControl::DeleteKey)) {
                 q->erase(c);
                 return;
@@ -385,7 +533,13 @@ public:
             break;
         }
         if (!delta.isNull() && c->controlFlags().testFlag(OnScreenControl::ArrowKeys)) {
-            c->nudge(delta);
+            auto* rect = qobject_cast<OnScreenRectControl*>(c);
+            if (event->modifiers() & Qt::ShiftModifier) {
+                if (rect && c->controlFlags().testFlag(OnScreenControl::Resizable))
+                    rect->growBy(delta);
+            } else {
+                c->nudge(delta);
+            }
             return;
         }
         event->ignore();
@@ -418,15 +572,43 @@ void OnScreenDisplayWidget::paintEvent(QPaintEvent*)
     d->paint(painter);
 }
 
-void OnScreenDisplayWidget::mousePressEvent(QMouseEvent* event) { d->mousePress(event); }
+void OnScreenDisplayWidget::mousePressEvent(QMouseEvent* event)
+{
+    d->userInput(true, [&] { d->mousePress(event); });
+}
 
 void OnScreenDisplayWidget::mouseMoveEvent(QMouseEvent* event) { d->mouseMove(event); }
 
-void OnScreenDisplayWidget::mouseReleaseEvent(QMouseEvent* event) { d->mouseRelease(event); }
+void OnScreenDisplayWidget::mouseReleaseEvent(QMouseEvent* event)
+{
+    d->userInput(false, [&] { d->mouseRelease(event); });
+}
 
-void OnScreenDisplayWidget::mouseDoubleClickEvent(QMouseEvent* event) { d->mouseDoubleClick(event); }
+void OnScreenDisplayWidget::mouseDoubleClickEvent(QMouseEvent* event)
+{
+    d->userInput(true, [&] { d->mouseDoubleClick(event); });
+}
 
-void OnScreenDisplayWidget::keyPressEvent(QKeyEvent* event) { d->keyPress(event); }
+void OnScreenDisplayWidget::keyPressEvent(QKeyEvent* event)
+{
+    d->userInput(true, [&] { d->keyPress(event); });
+}
+
+bool OnScreenDisplayWidget::event(QEvent* event)
+{
+    if (event->type() == QEvent::KeyPress) {
+        auto* key = static_cast<QKeyEvent*>(event);
+        if (key->key() == Qt::Key_Tab || key->key() == Qt::Key_Backtab) {
+            bool used = false;
+            d->userInput(true, [&] { used = d->tabKey(key); });
+            if (used) {
+                event->accept();
+                return true;
+            }
+        }
+    }
+    return QWidget::event(event);
+}
 
 void OnScreenDisplayWidget::leaveEvent(QEvent*)
 {
@@ -482,7 +664,11 @@ void OnScreenDisplay::push_back(QList<OnScreenControl*> controls, QEvent* event)
             d->enterRectControl(rect, true);
     }
     OnScreenControl* first = controls.value(0);
-    if (first && d->holds(first) && enabled && event && event->type() == QEvent::MouseButtonPress) {
+    // The second press of a double click is a press too: a control added for
+    // it is drawn like any other, not left without a shape.
+    const bool press = event
+        && (event->type() == QEvent::MouseButtonPress || event->type() == QEvent::MouseButtonDblClick);
+    if (first && d->holds(first) && enabled && press) {
         if (d->drawing) {
             OnScreenControl* previous = d->drawing;
             d->drawing = nullptr;
@@ -559,6 +745,8 @@ void OnScreenDisplay::setCurrent(OnScreenControl* control)
         return;
     if (control == d->current)
         return;
+    // A selected vertex belongs to the selected polygon.
+    d->selectVertex(nullptr, -1);
     if (OnScreenControl* old = d->current) {
         d->current = nullptr;
         old->setActive(false);

@@ -5,55 +5,15 @@
 
 #include <ConfigDialogs/NodeWindowPane.h>
 
+#include "panes/PaneUndo_p.h"
+#include "panes/PaneWindows_p.h"
+
 #include <QChildEvent>
 #include <QEvent>
 
 namespace kqgui {
 
 namespace {
-
-    struct Window {
-        bool polygon = false;
-        QRectF rect;
-        QPolygonF points;
-        kq::SDeskewParams deskew;
-        QList<QByteArray> names;
-        QVariantList values;
-
-        bool operator==(const Window& other) const
-        {
-            return polygon == other.polygon && rect == other.rect && points == other.points
-                && names == other.names && values == other.values;
-        }
-    };
-
-    Window windowOf(const NodeWindowPane* pane, int index)
-    {
-        Window window;
-        const kq::OnScreenRectControl* control = pane->childAt(index);
-        if (const ApplicationPolygon* polygon = pane->applicationPolygonAt(index)) {
-            window.polygon = true;
-            window.points = polygon->applicationPolygon;
-            window.deskew = polygon->deskewParams;
-        }
-        if (const ApplicationRect* rect = pane->applicationRectAt(index))
-            window.rect = rect->applicationRect;
-        if (control) {
-            window.names = control->dynamicPropertyNames();
-            for (const QByteArray& name : qAsConst(window.names))
-                window.values.append(control->property(name.constData()));
-        }
-        return window;
-    }
-
-    QVector<Window> windowsOf(const NodeWindowPane* pane)
-    {
-        QVector<Window> windows;
-        windows.reserve(pane->count());
-        for (int i = 0; i < pane->count(); ++i)
-            windows.append(windowOf(pane, i));
-        return windows;
-    }
 
     // Hears of windows coming and going and of their settings changing: a
     // setting is a dynamic property, and setting one sends the window an
@@ -106,37 +66,17 @@ namespace {
             new PaneWatcher(pane(), context, changed);
         }
 
-        void capture() override { m_snapshot = pane() ? windowsOf(pane()) : QVector<Window>(); }
-        bool differs() const override { return pane() && !(windowsOf(pane()) == m_snapshot); }
+        void capture() override { m_snapshot = pane() ? paneWindows(pane()) : PaneWindows(); }
+        bool differs() const override { return pane() && paneWindows(pane()) != m_snapshot; }
 
         void restore() override
         {
             NodeWindowPane* p = pane();
             if (!p)
                 return;
-            p->removeAll();
-            // Windows are added newest first: the last one first, so that
-            // each ends at its old index.
-            for (int i = m_snapshot.size() - 1; i >= 0; --i) {
-                const Window& window = m_snapshot.at(i);
-                QObject* control = nullptr;
-                if (window.polygon) {
-                    PanePolygonControl* polygon = p->addPolygon(window.points.toPolygon(), QColor());
-                    polygon->applicationPolygon = window.points;
-                    polygon->applicationRect = window.rect;
-                    kq::SDeskewParams deskew = window.deskew;
-                    polygon->updateGeometry(p->coordinateSystem(), &deskew);
-                    control = polygon;
-                } else {
-                    PaneRectControl* rect = p->addRect(window.rect.toRect(), QColor());
-                    rect->applicationRect = window.rect;
-                    rect->updateGeometry(p->coordinateSystem(), nullptr);
-                    control = rect;
-                }
-                for (int k = 0; k < window.names.size(); ++k)
-                    control->setProperty(window.names.at(k).constData(), window.values.at(k));
-            }
-            p->updateColors();
+            // Reverting is one step of the pane's undo history.
+            const PaneUndoStep step(p);
+            setPaneWindows(p, m_snapshot);
         }
 
         void writeOnce() override
@@ -149,7 +89,7 @@ namespace {
         NodeWindowPane* pane() const { return static_cast<NodeWindowPane*>(object()); }
 
         const ChangeTracker::Store m_store;
-        QVector<Window> m_snapshot;
+        PaneWindows m_snapshot;
     };
 
 } // namespace

@@ -2,6 +2,7 @@
 // measures (green) or leaves out (red).
 #include <ConfigDialogs/ExposureWindowPane.h>
 
+#include "PaneUndo_p.h"
 #include "WindowSettings_p.h"
 
 namespace kqgui {
@@ -19,6 +20,7 @@ ExposureWindowPane::~ExposureWindowPane() = default;
 
 void ExposureWindowPane::setExcluded(int index, bool excluded)
 {
+    const PaneUndoStep step(this);
     setWindowSetting(this, index, Excluded, excluded);
     updateColor(index);
 }

@@ -3,6 +3,8 @@
 // the node's deskew settings.
 #include <ConfigDialogs/NodeWindowPane.h>
 
+#include "PaneUndo_p.h"
+
 #include <kq/Connect.h>
 #include <kq/Property.h>
 
@@ -69,6 +71,9 @@ NodeWindowPane::NodeWindowPane(QWidget* parent)
     kq::connect(&m_timer, SIGNAL(timeout()), this, SLOT(updateCoordinateSystem()));
     m_timer.setSingleShot(false);
     m_timer.start(1000);
+
+    // Last: it listens to the display set up above.
+    new PaneUndoHistory(this);
 }
 
 NodeWindowPane::~NodeWindowPane() = default;
@@ -78,6 +83,8 @@ bool NodeWindowPane::hasLensCorrection() const { return m_deskewParams.hasLensCo
 void NodeWindowPane::setCoordinateSystem(const QRectF& rect, const kq::SDeskewParams& deskew)
 {
     m_session.clear();
+    if (PaneUndoHistory* history = PaneUndoHistory::of(this))
+        history->reset();
     m_coordinateSystem->setApplicationRect(rect);
     m_coordinateSystem->setScreenRect(this->rect());
     m_deskewParams = deskew;
@@ -86,6 +93,8 @@ void NodeWindowPane::setCoordinateSystem(const QRectF& rect, const kq::SDeskewPa
 void NodeWindowPane::setCoordinateSystem(kqm::smart<kq::INodeConfigSession> session)
 {
     m_session = session;
+    if (PaneUndoHistory* history = PaneUndoHistory::of(this))
+        history->reset();
     m_coordinateSystem->setApplicationRect(session.null() ? QRectF() : session->imageRect());
     m_coordinateSystem->setScreenRect(rect());
     m_deskewParams = getDeskewParams(session);
@@ -194,7 +203,17 @@ int NodeWindowPane::find(const QRectF& rect) const
     return -1;
 }
 
-void NodeWindowPane::removeAll() { m_osd->clear(this); }
+void NodeWindowPane::removeAll()
+{
+    const PaneUndoStep step(this);
+    m_osd->clear(this);
+}
+
+QUndoStack* NodeWindowPane::undoStack() const
+{
+    PaneUndoHistory* history = PaneUndoHistory::of(this);
+    return history ? history->stack() : nullptr;
+}
 
 void NodeWindowPane::updateColor(int index)
 {

@@ -3,6 +3,7 @@
 // threshold.
 #include <ConfigDialogs/VideoMotionWindowPane.h>
 
+#include "PaneUndo_p.h"
 #include "WindowSettings_p.h"
 
 namespace kqgui {
@@ -24,12 +25,14 @@ VideoMotionWindowPane::~VideoMotionWindowPane() = default;
 
 void VideoMotionWindowPane::setReference(int index, bool reference)
 {
+    const PaneUndoStep step(this);
     setWindowSetting(this, index, Reference, reference);
     updateColor(index);
 }
 
 void VideoMotionWindowPane::setVMSet(int index, kq::EVideoMotionSet set)
 {
+    const PaneUndoStep step(this);
     setWindowSetting(this, index, VMSet, static_cast<int>(set));
     updateColor(index);
 }
@@ -40,12 +43,14 @@ void VideoMotionWindowPane::setVMSet2(int index, bool b) { setVMSet(index, b ? k
 
 void VideoMotionWindowPane::setSensitivity(int index, int sensitivity)
 {
+    const PaneUndoStep step(this);
     setWindowSetting(this, index, Sensitivity, sensitivity);
     updateColor(index);
 }
 
 void VideoMotionWindowPane::setThreshold(int index, int minThreshold, int maxThreshold)
 {
+    const PaneUndoStep step(this);
     setWindowSetting(this, index, MinThreshold, minThreshold);
     setWindowSetting(this, index, MaxThreshold, maxThreshold);
     updateColor(index);

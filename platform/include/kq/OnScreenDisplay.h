@@ -244,6 +244,15 @@ public:
     // control also needs at least two points).
     virtual bool hasExtent() const;
 
+    // Moves the bottom-right corner by delta, as a user's key does: within
+    // the bounds, never narrower or lower than MinimumExtent pixels by it
+    // (a control already smaller is not shrunk), a polygon scaled into the
+    // new rectangle. Emits changed() and answers true if the rectangle
+    // changed.
+    bool growBy(const QPoint& delta);
+    // Smallest width and height growBy() shrinks a control to, in pixels.
+    static constexpr int MinimumExtent = 3;
+
     QRect area() const override;
     // Draws the fill, the outline and, while selected, the resize handles.
     // On a raster painter that maps to whole device pixels (an integer
@@ -325,6 +334,25 @@ public:
 
     bool hasExtent() const override;
     QRect area() const override;
+
+    // Editing single vertices, as the display does for the user. Only a
+    // drawn, selected polygon with the flag Resizable is edited; each edit
+    // emits changed(). Vertices stay within the bounds.
+    //
+    // The vertex whose handle is at pos, -1 if none.
+    int vertexAt(const QPoint& pos) const;
+    // The edge passing within a handle's reach of pos, -1 if none; edge i
+    // runs from vertex i to the next (the last one back to the first).
+    int edgeAt(const QPoint& pos) const;
+    // Inserts a vertex on the edge near pos, at the edge's point nearest to
+    // it; answers the new vertex's index, -1 if no edge is near.
+    int insertVertex(const QPoint& pos);
+    // Removes vertex index while at least three stay; true if removed.
+    bool removeVertex(int index);
+    // While the user draws the polygon by clicks: removes the last vertex
+    // placed after the first one; true if one was removed.
+    bool removeLastDrawnVertex();
+
     // Draws the polygon (filled when Closed, outlined with Outline) and,
     // while selected, its vertex handles; kept as an image between paints as
     // OnScreenRectControl::paint() says (any antialiasing hint of the
@@ -350,6 +378,9 @@ protected:
 private:
     bool closeDrawing();
     bool hasShape() const;
+    // Takes over the user's edit of the vertices (without a closing copy;
+    // closedCopy puts one back) and reports it with changed().
+    void setEditedVertices(QPolygon vertices, bool closedCopy);
 
     QPoint m_cursor; // rubber-band end while drawing by clicks
 };
@@ -413,8 +444,21 @@ private:
 //   mousePressed; a receiver may answer with push_back(controls, event) to
 //   let the user draw the first of those controls with that same gesture;
 // - Delete erases the selected control (flag DeleteKey); arrow keys move it by
-//   one pixel (flag ArrowKeys); Escape cancels a drawing gesture. The drawing
-//   widget takes the keyboard focus when clicked.
+//   one pixel (flag ArrowKeys), Shift with an arrow key moves its
+//   bottom-right corner by one pixel (flags ArrowKeys and Resizable; see
+//   OnScreenRectControl::growBy); Escape cancels a drawing gesture. Tab and
+//   Shift+Tab select the next and the previous rectangle or polygon control
+//   (in the order of rect_controls(nullptr), wrapping around) while there are
+//   any; otherwise they move the keyboard focus as usual. The drawing widget
+//   takes the keyboard focus when clicked.
+// - vertices of the selected polygon control (flag Resizable): a left press
+//   on a vertex's handle selects that vertex (drawn as a black handle) until
+//   another press or selection; Delete then removes that vertex instead of
+//   erasing the control; a right press on a vertex removes it; a double
+//   click on an edge inserts a vertex there (a press within a handle's reach
+//   of an edge counts as a press on the polygon). A polygon keeps at least
+//   three vertices. While a polygon is drawn by clicks, Backspace removes the
+//   last vertex placed.
 // Mouse events the display does not use go on to the widget it covers.
 class KQPLATFORM_EXPORT OnScreenDisplay : public QObject {
     Q_OBJECT
@@ -434,10 +478,10 @@ public:
 
     // Adds the controls (null entries are skipped; a control already held is
     // not added twice) as the newest, on top. When event is a mouse press
-    // and the display is enabled, the first control is drawn by the gesture
-    // that press began (see OnScreenControl::beginDrawing) and is selected
-    // when the gesture ends with a shape; any other event, or null, just adds.
-    // Adding takes the same time however many controls are held.
+    // (or the second press of a double click) and the display is enabled, the first control is drawn by the
+    // gesture that press began (see OnScreenControl::beginDrawing) and is selected when the gesture ends with
+    // a shape; any other event, or null, just adds. Adding takes the same time however many controls are
+    // held.
     void push_back(QList<kq::OnScreenControl*> controls, QEvent* event);
     // Erases every control whose QObject parent is owner (every control if
     // owner is null), as erase() does, oldest first.
@@ -475,6 +519,13 @@ public Q_SLOTS:
 Q_SIGNALS:
     void mousePressed(QMouseEvent* event);
     void raised(kq::OnScreenControl* control);
+    // A user's input on the drawing widget while the display is enabled: a
+    // press, double click or key starts it, before the display handles it;
+    // it is finished once the display has handled the event that ends it
+    // (the press or key itself, the release ending a drag, the last event of
+    // a drawing gesture). Every change the input made lies between the two.
+    void inputStarted();
+    void inputFinished();
 
 private:
     friend class OnScreenDisplayPrivate;
