@@ -11,6 +11,7 @@
 
 #include <QDateTime>
 #include <QFileInfo>
+#include <QHash>
 #include <QImageReader>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -27,6 +28,29 @@
 namespace kq {
 
 namespace {
+    // What a widget keeps of a video stream. It lives beside the widget
+    // rather than in it: the widget's size and layout are part of the
+    // platform library's binary interface.
+    struct StreamState {
+        video::VideoStream* stream = nullptr;
+        bool shown = false; // a frame of the stream is showing
+        int timedFrame = -1; // the stream frame whose painting delay was noted
+        QString status;
+    };
+
+    QHash<const NodeWidget*, StreamState*>& streamStates()
+    {
+        static QHash<const NodeWidget*, StreamState*> states;
+        return states;
+    }
+
+    // The widget's state, made with the widget and gone with it.
+    StreamState& streamOf(const NodeWidget* widget)
+    {
+        static StreamState none;
+        return *streamStates().value(widget, &none);
+    }
+
     const QSize DefaultSceneSize(640, 360);
     const QSize MaxSceneSize(8192, 8192);
     constexpr int MaxZoom = 800;
@@ -78,11 +102,22 @@ NodeWidget::NodeWidget(QWidget* parent, ENodeViewMode mode, const QColor& backgr
     , m_timer(new QTimer(this))
 {
     qRegisterMetaType<NodeID>("kq::NodeID");
+    streamStates().insert(this, new StreamState);
     connect(m_timer, &QTimer::timeout, this, &NodeWidget::advanceFrame);
     openSource();
 }
 
-NodeWidget::~NodeWidget() = default;
+NodeWidget::~NodeWidget()
+{
+    // The stream goes first: its last signals must not find the widget
+    // without its state.
+    StreamState* state = streamStates().take(this);
+    if (state)
+        delete state->stream;
+    delete state;
+}
+
+QString NodeWidget::statusText() const { return streamOf(this).status; }
 
 void NodeWidget::setViewMode(ENodeViewMode mode)
 {
@@ -212,7 +247,7 @@ void NodeWidget::setFrameRate(int fps)
 
 void NodeWidget::restartTimer()
 {
-    if (!isVisible() || m_frameRate <= 0 || m_stream || (!m_movie && !m_still.isNull())) {
+    if (!isVisible() || m_frameRate <= 0 || streamOf(this).stream || (!m_movie && !m_still.isNull())) {
         m_timer->stop();
         return;
     }
@@ -222,14 +257,15 @@ void NodeWidget::restartTimer()
 
 void NodeWidget::openSource()
 {
+    StreamState& state = streamOf(this);
     delete m_movie;
     m_movie = nullptr;
 #if KQ_WITH_GSTREAMER
-    delete m_stream;
-    m_stream = nullptr;
+    delete state.stream;
+    state.stream = nullptr;
 #endif
-    m_streamShown = false;
-    m_timedFrame = -1;
+    state.shown = false;
+    state.timedFrame = -1;
     setStatus(QString());
     m_still = QImage();
     m_sceneSize = DefaultSceneSize;
@@ -289,12 +325,13 @@ void NodeWidget::openSource()
 
 void NodeWidget::openStream(const QString& source)
 {
+    StreamState& state = streamOf(this);
 #if KQ_WITH_GSTREAMER
     if (video::VideoStream::available()) {
-        m_stream = new video::VideoStream(source, m_nodeId, this);
-        connect(m_stream, &video::VideoStream::frameReady, this, &NodeWidget::showStreamFrame);
-        connect(m_stream, &video::VideoStream::statusChanged, this, &NodeWidget::setStatus);
-        setStatus(m_stream->status());
+        state.stream = new video::VideoStream(source, m_nodeId, this);
+        connect(state.stream, &video::VideoStream::frameReady, this, &NodeWidget::showStreamFrame);
+        connect(state.stream, &video::VideoStream::statusChanged, this, &NodeWidget::setStatus);
+        setStatus(state.stream->status());
         setFrame(QImage());
         restartTimer();
         return;
@@ -309,28 +346,30 @@ void NodeWidget::openStream(const QString& source)
 
 void NodeWidget::showStreamFrame()
 {
+    StreamState& state = streamOf(this);
 #if KQ_WITH_GSTREAMER
-    const QImage frame = m_stream ? m_stream->takeFrame() : QImage();
+    const QImage frame = state.stream ? state.stream->takeFrame() : QImage();
     if (frame.isNull())
         return;
-    if (m_streamShown)
+    if (state.shown)
         ++m_frameNumber;
-    m_streamShown = true;
+    state.shown = true;
     setFrame(frame);
 #endif
 }
 
 void NodeWidget::setStatus(const QString& status)
 {
-    if (status == m_status)
+    StreamState& state = streamOf(this);
+    if (status == state.status)
         return;
-    m_status = status;
+    state.status = status;
     update();
 }
 
 void NodeWidget::advanceFrame()
 {
-    if (m_stream) {
+    if (streamOf(this).stream) {
         showStreamFrame();
         return;
     }
@@ -444,6 +483,7 @@ QPoint NodeWidget::framePoint(const QPoint& widgetPos) const
 
 void NodeWidget::paintEvent(QPaintEvent*)
 {
+    StreamState& state = streamOf(this);
     QPainter p(this);
     p.fillRect(rect(), m_background);
     if (!m_frame.isNull())
@@ -463,8 +503,8 @@ void NodeWidget::paintEvent(QPaintEvent*)
         label(m_nodeId.isEmpty() ? tr("No node") : m_nodeId, Qt::AlignTop);
     int fps = m_frameRate;
 #if KQ_WITH_GSTREAMER
-    if (m_stream)
-        fps = qRound(m_stream->frameRate());
+    if (state.stream)
+        fps = qRound(state.stream->frameRate());
 #endif
     if (m_displayFlags.testFlag(DF_FrameInfo))
         label(QStringLiteral("%1 x %2, %3 fps").arg(m_frame.width()).arg(m_frame.height()).arg(fps),
@@ -472,17 +512,17 @@ void NodeWidget::paintEvent(QPaintEvent*)
 #if KQ_WITH_GSTREAMER
     // For measurements (bench/video_pane.cpp): the delay from the sink
     // handing a frame over to its first painting, in microseconds.
-    if (m_stream && m_streamShown && m_timedFrame != m_frameNumber) {
-        m_timedFrame = m_frameNumber;
-        setProperty("decodeToPaintUs", m_stream->sinceFrameArrived());
+    if (state.stream && state.shown && state.timedFrame != m_frameNumber) {
+        state.timedFrame = m_frameNumber;
+        setProperty("decodeToPaintUs", state.stream->sinceFrameArrived());
     }
 #endif
-    if (!m_status.isEmpty()) {
-        QRect box = p.fontMetrics().boundingRect(m_status).adjusted(-8, -4, 8, 4);
+    if (!state.status.isEmpty()) {
+        QRect box = p.fontMetrics().boundingRect(state.status).adjusted(-8, -4, 8, 4);
         box.moveCenter(rect().center());
         p.fillRect(box, QColor(0, 0, 0, 170));
         p.setPen(Qt::white);
-        p.drawText(box, Qt::AlignCenter, m_status);
+        p.drawText(box, Qt::AlignCenter, state.status);
     }
 }
 
@@ -494,21 +534,23 @@ void NodeWidget::resizeEvent(QResizeEvent* event)
 
 void NodeWidget::showEvent(QShowEvent* event)
 {
+    StreamState& state = streamOf(this);
     QWidget::showEvent(event);
     restartTimer();
 #if KQ_WITH_GSTREAMER
-    if (m_stream)
-        m_stream->setShown(true);
+    if (state.stream)
+        state.stream->setShown(true);
 #endif
 }
 
 void NodeWidget::hideEvent(QHideEvent* event)
 {
+    StreamState& state = streamOf(this);
     QWidget::hideEvent(event);
     m_timer->stop();
 #if KQ_WITH_GSTREAMER
-    if (m_stream)
-        m_stream->setShown(false);
+    if (state.stream)
+        state.stream->setShown(false);
 #endif
 }
 

@@ -143,7 +143,7 @@ public:
     QRect videoRect() const;
     // Why no live picture shows ("Connecting...", "No video: authentication
     // failed. Reconnecting in 4 s"), empty while one does.
-    QString statusText() const { return m_status; }
+    QString statusText() const;
 
 Q_SIGNALS:
     void zoomChanged(kq::NodeID id, int zoom, int x, int y);
@@ -192,10 +192,6 @@ private:
     QMovie* m_movie = nullptr;
     QImage m_frame;
     QTimer* m_timer = nullptr;
-    video::VideoStream* m_stream = nullptr;
-    bool m_streamShown = false; // a frame of m_stream is showing
-    int m_timedFrame = -1; // the stream frame whose painting delay was noted
-    QString m_status;
 };
 
 } // namespace kq
