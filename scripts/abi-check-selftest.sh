@@ -1,0 +1,77 @@
+#!/usr/bin/env bash
+# Shows that scripts/abi-check.sh tells additions from breaks: in a scratch
+# copy of this tree it adds an exported function (must pass), grows an
+# exported class (must fail), changes an exported function's parameters
+# (must fail), and makes that same change with the major version, and so
+# the SOVERSION, raised (must pass). One build folder serves all four, so
+# each step rebuilds only what its change touches.
+#
+#   bash scripts/abi-check-selftest.sh
+set -euo pipefail
+
+here="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+tar -C "$here" --exclude='./build*' --exclude='./.git' -cf - . | tar -C "$scratch" -xf -
+start=$(date +%s)
+
+pristine() { for f in "$@"; do cp "$here/$f" "$scratch/$f"; done; }
+edited_files=(include/ConfigDialogs/PropertyWidgets.h include/ConfigDialogs/NodeWindowPane.h
+    src/propertywidgets/Markers.cpp CMakeLists.txt)
+
+# $1: the name of the case; $2: pass or fail, what abi-check.sh must answer.
+expect() {
+    local rc=0
+    SOURCE_DIR="$scratch" BUILD_DIR="$scratch/build-abi" bash "$here/scripts/abi-check.sh" \
+        >"$scratch/$1.log" 2>&1 || rc=$?
+    grep '^abi-check:' "$scratch/$1.log" | sed "s/^/  [$1] /"
+    if { [ "$2" = pass ] && [ $rc -ne 0 ]; } || { [ "$2" = fail ] && [ $rc -eq 0 ]; }; then
+        tail -n 60 "$scratch/$1.log"
+        echo "abi-check-selftest: FAILED: '$1' should $2, abi-check.sh exited $rc"
+        exit 1
+    fi
+    echo "abi-check-selftest: '$1': ${2}ed as it should (exit $rc)"
+}
+
+replace() { # file, text, replacement: fails when the text is not there
+    python3 - "$scratch/$1" "$2" "$3" <<'EOF'
+import sys
+path, old, new = sys.argv[1:]
+text = open(path).read()
+if old not in text:
+    sys.exit(f"{path}: '{old}' not found")
+open(path, "w").write(text.replace(old, new, 1))
+EOF
+}
+
+# An added exported function is compatible.
+pristine "${edited_files[@]}"
+replace include/ConfigDialogs/PropertyWidgets.h \
+    'CONFIGDIALOGS_EXPORT void highlight(QWidget* w, bool on);' \
+    'CONFIGDIALOGS_EXPORT void highlight(QWidget* w, bool on);
+CONFIGDIALOGS_EXPORT int addedForTheAbiCheck(int x);'
+printf '\nnamespace kq {\nint addedForTheAbiCheck(int x) { return x + 1; }\n}\n' >>"$scratch/src/propertywidgets/Markers.cpp"
+expect "added function" pass
+
+# A data member more changes the size of an exported class and of every
+# class built on it.
+pristine "${edited_files[@]}"
+replace include/ConfigDialogs/NodeWindowPane.h '    QRectF applicationRect;
+};' '    QRectF applicationRect;
+    int addedForTheAbiCheck = 0;
+};'
+expect "class grown" fail
+
+# Another parameter changes an exported function's symbol.
+pristine "${edited_files[@]}"
+replace include/ConfigDialogs/PropertyWidgets.h \
+    'CONFIGDIALOGS_EXPORT void highlight(QWidget* w, bool on);' \
+    'CONFIGDIALOGS_EXPORT void highlight(QWidget* w, bool on, int strength = 1);'
+replace src/propertywidgets/Markers.cpp 'void highlight(QWidget* w, bool on)' 'void highlight(QWidget* w, bool on, int)'
+expect "signature changed" fail
+
+# The same change with a new major version gets a new SOVERSION: allowed.
+replace CMakeLists.txt 'project(ConfigDialogs VERSION 1.0.0' 'project(ConfigDialogs VERSION 2.0.0'
+expect "signature changed, SOVERSION raised" pass
+
+echo "abi-check-selftest: 4 passed, 0 failed ($(($(date +%s) - start)) s)"
