@@ -1,23 +1,30 @@
 #!/usr/bin/env bash
 # Shows that scripts/abi-check.sh tells additions from breaks: in a scratch
-# copy of this tree it adds an exported function (must pass), grows an
-# exported class (must fail), changes an exported function's parameters
-# (must fail), and makes that same change with the major version, and so
-# the SOVERSION, raised (must pass). One build folder serves all four, so
-# each step rebuilds only what its change touches.
+# copy of this tree it adds an exported function, a method of an exported
+# class and a new exported widget class (must pass), grows an exported class
+# (must fail), changes an exported function's parameters (must fail), and
+# makes that same change with the major version, and so the SOVERSION,
+# raised (must pass). One build folder serves all four, so each step
+# rebuilds only what its change touches.
 #
 #   bash scripts/abi-check-selftest.sh
+#   KEEP_SCRATCH=1 bash scripts/abi-check-selftest.sh   # keep the copy and each case's log
 set -euo pipefail
 
 here="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 scratch=$(mktemp -d)
-trap 'rm -rf "$scratch"' EXIT
+trap '[ -n "${KEEP_SCRATCH:-}" ] || rm -rf "$scratch"' EXIT
 tar -C "$here" --exclude='./build*' --exclude='./.git' -cf - . | tar -C "$scratch" -xf -
 start=$(date +%s)
 
-pristine() { for f in "$@"; do cp "$here/$f" "$scratch/$f"; done; }
 edited_files=(include/ConfigDialogs/PropertyWidgets.h include/ConfigDialogs/NodeWindowPane.h
-    src/propertywidgets/Markers.cpp CMakeLists.txt)
+    include/ConfigDialogs/IpPortTreeWidget.h src/propertywidgets/Markers.cpp src/IpPortTreeWidget.cpp
+    CMakeLists.txt)
+added_files=(include/ConfigDialogs/AddedForTheAbiCheck.h src/AddedForTheAbiCheck.cpp)
+pristine() {
+    for f in "${edited_files[@]}"; do cp "$here/$f" "$scratch/$f"; done
+    for f in "${added_files[@]}"; do rm -f "$scratch/$f"; done
+}
 
 # $1: the name of the case; $2: pass or fail, what abi-check.sh must answer.
 expect() {
@@ -44,18 +51,46 @@ open(path, "w").write(text.replace(old, new, 1))
 EOF
 }
 
-# An added exported function is compatible.
-pristine "${edited_files[@]}"
+# Added exported functions, methods and classes are compatible.
+pristine
 replace include/ConfigDialogs/PropertyWidgets.h \
     'CONFIGDIALOGS_EXPORT void highlight(QWidget* w, bool on);' \
     'CONFIGDIALOGS_EXPORT void highlight(QWidget* w, bool on);
 CONFIGDIALOGS_EXPORT int addedForTheAbiCheck(int x);'
 printf '\nnamespace kq {\nint addedForTheAbiCheck(int x) { return x + 1; }\n}\n' >>"$scratch/src/propertywidgets/Markers.cpp"
-expect "added function" pass
+replace include/ConfigDialogs/IpPortTreeWidget.h '    ~IpPortTreeWidget() override;' \
+    '    ~IpPortTreeWidget() override;
+    int addedForTheAbiCheck() const;'
+printf '\nint kqgui::IpPortTreeWidget::addedForTheAbiCheck() const { return topLevelItemCount(); }\n' \
+    >>"$scratch/src/IpPortTreeWidget.cpp"
+cat >"$scratch/include/ConfigDialogs/AddedForTheAbiCheck.h" <<'EOF'
+#pragma once
+#include <ConfigDialogs/configdialogs_export.h>
+#include <QWidget>
+namespace kqgui {
+class CONFIGDIALOGS_EXPORT AddedForTheAbiCheck : public QWidget {
+    Q_OBJECT
+public:
+    explicit AddedForTheAbiCheck(QWidget* parent = nullptr);
+    ~AddedForTheAbiCheck() override;
+Q_SIGNALS:
+    void changed(int value);
+
+private:
+    int value = 0;
+};
+} // namespace kqgui
+EOF
+cat >"$scratch/src/AddedForTheAbiCheck.cpp" <<'EOF'
+#include <ConfigDialogs/AddedForTheAbiCheck.h>
+kqgui::AddedForTheAbiCheck::AddedForTheAbiCheck(QWidget* parent) : QWidget(parent) { }
+kqgui::AddedForTheAbiCheck::~AddedForTheAbiCheck() = default;
+EOF
+expect "added function, method and class" pass
 
 # A data member more changes the size of an exported class and of every
 # class built on it.
-pristine "${edited_files[@]}"
+pristine
 replace include/ConfigDialogs/NodeWindowPane.h '    QRectF applicationRect;
 };' '    QRectF applicationRect;
     int addedForTheAbiCheck = 0;
@@ -63,7 +98,7 @@ replace include/ConfigDialogs/NodeWindowPane.h '    QRectF applicationRect;
 expect "class grown" fail
 
 # Another parameter changes an exported function's symbol.
-pristine "${edited_files[@]}"
+pristine
 replace include/ConfigDialogs/PropertyWidgets.h \
     'CONFIGDIALOGS_EXPORT void highlight(QWidget* w, bool on);' \
     'CONFIGDIALOGS_EXPORT void highlight(QWidget* w, bool on, int strength = 1);'
