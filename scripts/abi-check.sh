@@ -90,7 +90,8 @@ for library in "${libraries[@]}"; do
         continue
     fi
     rc=0
-    abidiff "$baseline" "$current" >"$build/abi/$library.diff" 2>&1 || rc=$?
+    abidiff --suppressions "$baselines/suppressions.abignore" "$baseline" "$current" \
+        >"$build/abi/$library.diff" 2>&1 || rc=$?
     cat "$build/abi/$library.diff"
     if [ $((rc & 1)) -ne 0 ]; then
         echo "abi-check: abidiff failed (exit $rc)"
