@@ -78,8 +78,10 @@ set(CPACK_DEBIAN_PACKAGE_RELEASE ${CONFIGDIALOGS_DEB_RELEASE})
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 # Binary dependencies come from the binaries themselves (dpkg-shlibdeps);
-# the runtime package declares the shared library it provides (shlibs) and
-# triggers ldconfig.
+# the runtime package declares the shared libraries it provides (shlibs) and
+# triggers ldconfig. CPack looks for libraries to declare in every package and
+# warns that the Designer plugin has no SONAME: a plugin is loaded by path,
+# never linked, so it has none and needs no shlibs entry.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")

@@ -16,7 +16,8 @@ work="$build/package-test"
 start=$(date +%s)
 
 bash "$here/scripts/setup-debian.sh" dpkg-dev fakeroot file lintian
-mapfile -t debs < <(BUILD_DIR="$build" bash "$here/scripts/package.sh")
+list=$(BUILD_DIR="$build" bash "$here/scripts/package.sh")
+mapfile -t debs <<<"$list"
 built=$(date +%s)
 [ ${#debs[@]} -eq 4 ] || { echo "expected 4 packages, got: ${debs[*]}" >&2; exit 1; }
 
