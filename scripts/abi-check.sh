@@ -48,7 +48,7 @@ dump_abi() {
     [ -n "$so" ] || { echo "abi-check: lib$library was not built in $build" >&2; exit 1; }
     so=$(realpath "$so")
     abidw "${headers[@]}" --drop-private-types --no-corpus-path --no-comp-dir-path --no-show-locs \
-        --out-file "$out" "$so"
+        --suppressions "$baselines/suppressions.abignore" --out-file "$out" "$so"
 }
 
 soname_of() { sed -n "s/.*<abi-corpus .*soname='\([^']*\)'.*/\1/p" "$1" | head -n 1; }
