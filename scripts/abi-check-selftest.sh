@@ -17,9 +17,11 @@ trap '[ -n "${KEEP_SCRATCH:-}" ] || rm -rf "$scratch"' EXIT
 tar -C "$here" --exclude='./build*' --exclude='./.git' -cf - . | tar -C "$scratch" -xf -
 start=$(date +%s)
 
+# The source that defines kq::highlight, wherever the tree keeps it.
+highlight_source=$(cd "$here" && grep -rl 'void highlight(QWidget\* w, bool on)' src | head -n 1)
+[ -n "$highlight_source" ] || { echo "abi-check-selftest: no source defines kq::highlight" >&2; exit 1; }
 edited_files=(include/ConfigDialogs/PropertyWidgets.h include/ConfigDialogs/NodeWindowPane.h
-    include/ConfigDialogs/IpPortTreeWidget.h src/propertywidgets/Markers.cpp src/IpPortTreeWidget.cpp
-    CMakeLists.txt)
+    include/ConfigDialogs/IpPortTreeWidget.h "$highlight_source" CMakeLists.txt)
 added_files=(include/ConfigDialogs/AddedForTheAbiCheck.h src/AddedForTheAbiCheck.cpp)
 pristine() {
     for f in "${edited_files[@]}"; do cp "$here/$f" "$scratch/$f"; done
@@ -57,12 +59,9 @@ replace include/ConfigDialogs/PropertyWidgets.h \
     'CONFIGDIALOGS_EXPORT void highlight(QWidget* w, bool on);' \
     'CONFIGDIALOGS_EXPORT void highlight(QWidget* w, bool on);
 CONFIGDIALOGS_EXPORT int addedForTheAbiCheck(int x);'
-printf '\nnamespace kq {\nint addedForTheAbiCheck(int x) { return x + 1; }\n}\n' >>"$scratch/src/propertywidgets/Markers.cpp"
 replace include/ConfigDialogs/IpPortTreeWidget.h '    ~IpPortTreeWidget() override;' \
     '    ~IpPortTreeWidget() override;
     int addedForTheAbiCheck() const;'
-printf '\nint kqgui::IpPortTreeWidget::addedForTheAbiCheck() const { return topLevelItemCount(); }\n' \
-    >>"$scratch/src/IpPortTreeWidget.cpp"
 cat >"$scratch/include/ConfigDialogs/AddedForTheAbiCheck.h" <<'EOF'
 #pragma once
 #include <ConfigDialogs/configdialogs_export.h>
@@ -83,8 +82,12 @@ private:
 EOF
 cat >"$scratch/src/AddedForTheAbiCheck.cpp" <<'EOF'
 #include <ConfigDialogs/AddedForTheAbiCheck.h>
+#include <ConfigDialogs/IpPortTreeWidget.h>
+#include <ConfigDialogs/PropertyWidgets.h>
 kqgui::AddedForTheAbiCheck::AddedForTheAbiCheck(QWidget* parent) : QWidget(parent) { }
 kqgui::AddedForTheAbiCheck::~AddedForTheAbiCheck() = default;
+int kqgui::IpPortTreeWidget::addedForTheAbiCheck() const { return topLevelItemCount(); }
+int kq::addedForTheAbiCheck(int x) { return x + 1; }
 EOF
 expect "added function, method and class" pass
 
@@ -102,7 +105,7 @@ pristine
 replace include/ConfigDialogs/PropertyWidgets.h \
     'CONFIGDIALOGS_EXPORT void highlight(QWidget* w, bool on);' \
     'CONFIGDIALOGS_EXPORT void highlight(QWidget* w, bool on, int strength = 1);'
-replace src/propertywidgets/Markers.cpp 'void highlight(QWidget* w, bool on)' 'void highlight(QWidget* w, bool on, int)'
+replace "$highlight_source" 'void highlight(QWidget* w, bool on)' 'void highlight(QWidget* w, bool on, int)'
 expect "signature changed" fail
 
 # The same change with a new major version gets a new SOVERSION: allowed.
