@@ -17,7 +17,7 @@ QStringList separatorsOf(const QString& text)
         if (text.at(i) == QLatin1Char(':')) {
             found.append(QStringLiteral(":"));
             ++i;
-        } else if (text.midRef(i, 3) == QLatin1String("%3A")) {
+        } else if (QStringView(text).mid(i).startsWith(QLatin1String("%3A"))) {
             found.append(QStringLiteral("%3A"));
             i += 3;
         } else {

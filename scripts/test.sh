@@ -4,16 +4,16 @@
 # build a small consumer project against it with CMake and with pkg-config)
 # and builds the API documentation, which must come out without a warning.
 #
-#   bash scripts/test.sh                       # Qt 5, in ./build-test
-#   QT_MAJOR_VERSION=6 bash scripts/test.sh    # Qt 6, in ./build-test-qt6
+#   bash scripts/test.sh                       # Qt 6, in ./build-test
+#   QT_MAJOR_VERSION=5 bash scripts/test.sh    # Qt 5.15, in ./build-test-qt5
 #   BUILD_DIR=/tmp/b bash scripts/test.sh
 set -euo pipefail
 
 here="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-qt="${QT_MAJOR_VERSION:-5}"
+qt="${QT_MAJOR_VERSION:-6}"
 case "$qt" in
-5) default_build="$here/build-test" ;;
-6) default_build="$here/build-test-qt6" ;;
+6) default_build="$here/build-test" ;;
+5) default_build="$here/build-test-qt5" ;;
 *) echo "QT_MAJOR_VERSION must be 5 or 6, not '$qt'" >&2; exit 2 ;;
 esac
 build="${BUILD_DIR:-$default_build}"
