@@ -109,7 +109,9 @@ replace "$highlight_source" 'void highlight(QWidget* w, bool on)' 'void highligh
 expect "signature changed" fail
 
 # The same change with a new major version gets a new SOVERSION: allowed.
-replace CMakeLists.txt 'project(ConfigDialogs VERSION 1.0.0' 'project(ConfigDialogs VERSION 2.0.0'
+version=$(sed -n 's/^project(ConfigDialogs VERSION \([0-9.]*\).*/\1/p' "$here/CMakeLists.txt")
+replace CMakeLists.txt "project(ConfigDialogs VERSION $version" "project(ConfigDialogs VERSION $((${version%%.*} + 1)).0.0"
+
 expect "signature changed, SOVERSION raised" pass
 
 echo "abi-check-selftest: 4 passed, 0 failed ($(($(date +%s) - start)) s)"

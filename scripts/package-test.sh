@@ -27,7 +27,11 @@ field() { dpkg-deb --field "$(deb_of "$1")" "$2"; }
 
 multiarch=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
 libdir=usr/lib/$multiarch
-runtime=libconfigdialogs1
+# The runtime package and the libraries' file names carry the SOVERSION,
+# which is the project's major version.
+soversion=$(sed -n 's/^project(ConfigDialogs VERSION \([0-9]*\)\..*/\1/p' "$here/CMakeLists.txt")
+[ -n "$soversion" ] || fail "no project version in CMakeLists.txt"
+runtime=libconfigdialogs$soversion
 
 echo "== lintian"
 # Errors fail; warnings and notes are printed for the record.
@@ -39,8 +43,8 @@ for d in "${debs[@]}"; do
 done
 contents() { dpkg-deb --contents "$(deb_of "$1")" | awk '{ print $6 }'; }
 has() { contents "$1" | grep -x "$2" >/dev/null; }
-has $runtime "./$libdir/libConfigDialogs.so.1" || fail "$runtime lacks $libdir/libConfigDialogs.so.1"
-has $runtime "./$libdir/libConfigDialogsPlatform.so.1" || fail "$runtime lacks the platform library"
+has $runtime "./$libdir/libConfigDialogs.so.$soversion" || fail "$runtime lacks $libdir/libConfigDialogs.so.$soversion"
+has $runtime "./$libdir/libConfigDialogsPlatform.so.$soversion" || fail "$runtime lacks the platform library"
 if contents $runtime | grep -E '\.so$|/include/' >/dev/null; then fail "$runtime holds development files"; fi
 has libconfigdialogs-dev "./$libdir/libConfigDialogs.so" || fail "libconfigdialogs-dev lacks the link name libConfigDialogs.so"
 has libconfigdialogs-dev "./$libdir/cmake/ConfigDialogs/ConfigDialogsConfig.cmake" \

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds ConfigDialogs against Qt 6 for /usr with Debian's compiler flags and
 # makes its Debian packages with CPack (cmake/Packaging.cmake):
-#   libconfigdialogs1, libconfigdialogs-dev, configdialogs-designer-plugin,
+#   libconfigdialogs2, libconfigdialogs-dev, configdialogs-designer-plugin,
 #   configdialogs-demo
 #
 #   bash scripts/package.sh                    # build in ./build-package, packages in ./build-package/packages

@@ -18,13 +18,16 @@
 #include <QPolygonF>
 #include <QRect>
 #include <QRectF>
-#include <QTimer>
+
+#include <memory>
 
 class QMouseEvent;
 class QResizeEvent;
 class QUndoStack;
 
 namespace kqgui {
+
+class NodeWindowPanePrivate;
 
 /// The application geometry of one window: the window in the camera image's
 /// coordinates, and the mapping that puts it on screen.
@@ -161,7 +164,7 @@ public:
 
     /// The mapping between image and screen coordinates, owned by the pane;
     /// never null.
-    kq::CoordinateSystem* coordinateSystem() const { return m_coordinateSystem; }
+    kq::CoordinateSystem* coordinateSystem() const;
     /// Whether the adopted deskew settings include lens correction (then new
     /// windows are polygons).
     bool hasLensCorrection() const;
@@ -270,11 +273,8 @@ protected:
 private:
     void addWindow(kq::OnScreenRectControl* control, QMouseEvent* event);
 
-    kq::CoordinateSystem* m_coordinateSystem;
-    kq::SDeskewParams m_deskewParams;
-    kqm::smart<kq::INodeConfigSession> m_session;
-    QTimer m_timer;
-    kq::OnScreenDisplay* m_osd;
+    friend class NodeWindowPanePrivate;
+    std::unique_ptr<NodeWindowPanePrivate> const d;
 };
 
 } // namespace kqgui

@@ -3,6 +3,7 @@
 // the node's deskew settings.
 #include <ConfigDialogs/NodeWindowPane.h>
 
+#include "NodeWindowPane_p.h"
 #include "PaneUndo_p.h"
 
 #include <kq/Connect.h>
@@ -10,6 +11,7 @@
 
 #include <QMouseEvent>
 #include <QRegion>
+#include <QTimer>
 
 #include <algorithm>
 #include <cmath>
@@ -45,17 +47,18 @@ namespace {
 
 NodeWindowPane::NodeWindowPane(QWidget* parent)
     : kq::NodeWidget(parent, kq::NodeWidget::NVM_Fit, QColor(120, 120, 120, 255))
-    , m_coordinateSystem(new kq::CoordinateSystem(this))
-    , m_osd(new kq::OnScreenDisplay(this))
+    , d(new NodeWindowPanePrivate)
 {
+    d->coordinateSystem = new kq::CoordinateSystem(this);
+    d->osd = new kq::OnScreenDisplay(this);
     qRegisterMetaType<kqm::smart<kq::INodeConfigSession>>("kqm::smart<kq::INodeConfigSession>");
 
     setAttribute(Qt::WA_MouseTracking);
-    setOnScreenDisplay(m_osd);
+    setOnScreenDisplay(d->osd);
     setEnableStepPTZ(false, false);
     clearOnScreenDisplay();
 
-    m_coordinateSystem->setGridSnap(QRectF(0, 0, 1.0, 1.0));
+    d->coordinateSystem->setGridSnap(QRectF(0, 0, 1.0, 1.0));
 
     // On a pane the mouse edits windows and never steers the camera.
     setDisplayFlag(kq::NodeWidget::DF_Caption, false);
@@ -66,38 +69,47 @@ NodeWindowPane::NodeWindowPane(QWidget* parent)
     // settings again; the screen rectangle follows the pane's size alone.
     kq::connect(this, SIGNAL(zoomChanged(kq::NodeID, int, int, int)), this, SLOT(updateCoordinateSystem()));
     kq::connect(this, SIGNAL(frameSizeChanged(kq::NodeID, QSize)), this, SLOT(updateCoordinateSystem()));
-    m_timer.setParent(this);
-    m_timer.setObjectName(QStringLiteral("deskewPollTimer"));
-    kq::connect(&m_timer, SIGNAL(timeout()), this, SLOT(updateCoordinateSystem()));
-    m_timer.setSingleShot(false);
-    m_timer.start(1000);
+    d->deskewPollTimer = new QTimer(this);
+    d->deskewPollTimer->setObjectName(QStringLiteral("deskewPollTimer"));
+    kq::connect(d->deskewPollTimer, SIGNAL(timeout()), this, SLOT(updateCoordinateSystem()));
+    d->deskewPollTimer->setSingleShot(false);
+    d->deskewPollTimer->start(1000);
 
     // Last: it listens to the display set up above.
-    new PaneUndoHistory(this);
+    d->history = new PaneUndoHistory(this);
 }
 
-NodeWindowPane::~NodeWindowPane() = default;
+NodeWindowPane::~NodeWindowPane()
+{
+    // The history goes before the state it looks the pane up through; the
+    // other children (the display and its windows) hold nothing of d.
+    PaneUndoHistory* history = d->history;
+    d->history = nullptr;
+    delete history;
+}
 
-bool NodeWindowPane::hasLensCorrection() const { return m_deskewParams.hasLensCorrection(); }
+kq::CoordinateSystem* NodeWindowPane::coordinateSystem() const { return d->coordinateSystem; }
+
+bool NodeWindowPane::hasLensCorrection() const { return d->deskewParams.hasLensCorrection(); }
 
 void NodeWindowPane::setCoordinateSystem(const QRectF& rect, const kq::SDeskewParams& deskew)
 {
-    m_session.clear();
-    if (PaneUndoHistory* history = PaneUndoHistory::of(this))
+    d->session.clear();
+    if (PaneUndoHistory* history = d->history)
         history->reset();
-    m_coordinateSystem->setApplicationRect(rect);
-    m_coordinateSystem->setScreenRect(this->rect());
-    m_deskewParams = deskew;
+    d->coordinateSystem->setApplicationRect(rect);
+    d->coordinateSystem->setScreenRect(this->rect());
+    d->deskewParams = deskew;
 }
 
 void NodeWindowPane::setCoordinateSystem(kqm::smart<kq::INodeConfigSession> session)
 {
-    m_session = session;
-    if (PaneUndoHistory* history = PaneUndoHistory::of(this))
+    d->session = session;
+    if (PaneUndoHistory* history = d->history)
         history->reset();
-    m_coordinateSystem->setApplicationRect(session.null() ? QRectF() : session->imageRect());
-    m_coordinateSystem->setScreenRect(rect());
-    m_deskewParams = getDeskewParams(session);
+    d->coordinateSystem->setApplicationRect(session.null() ? QRectF() : session->imageRect());
+    d->coordinateSystem->setScreenRect(rect());
+    d->deskewParams = getDeskewParams(session);
     // Last: showing the node may announce a new frame size, which polls the
     // deskew settings just adopted and so changes nothing.
     setSession(session);
@@ -108,7 +120,7 @@ PaneRectControl* NodeWindowPane::addRect(const QRect& rect, const QColor& color,
     // right - left and bottom - top, so that applRect() gives rect back.
     const QRectF applicationRect(
         rect.left(), rect.top(), rect.right() - rect.left(), rect.bottom() - rect.top());
-    auto* control = new PaneRectControl(this, m_osd->widget(), applicationRect, m_coordinateSystem, color,
+    auto* control = new PaneRectControl(this, d->osd->widget(), applicationRect, d->coordinateSystem, color,
         WindowRectFlags, WindowControlFlags);
     addWindow(control, event);
     return control;
@@ -117,8 +129,8 @@ PaneRectControl* NodeWindowPane::addRect(const QRect& rect, const QColor& color,
 PanePolygonControl* NodeWindowPane::addPolygon(
     const QPolygon& polygon, const QColor& color, QMouseEvent* event)
 {
-    auto* control = new PanePolygonControl(this, m_osd->widget(), QPolygonF(polygon), m_coordinateSystem,
-        m_deskewParams, color, WindowPolygonFlags, WindowControlFlags);
+    auto* control = new PanePolygonControl(this, d->osd->widget(), QPolygonF(polygon), d->coordinateSystem,
+        d->deskewParams, color, WindowPolygonFlags, WindowControlFlags);
     addWindow(control, event);
     return control;
 }
@@ -127,12 +139,12 @@ void NodeWindowPane::addWindow(kq::OnScreenRectControl* control, QMouseEvent* ev
 {
     control->bounded = true;
     control->bounds = QRegion(rect());
-    auto* button = new kq::OnScreenPushControl(this, m_osd->widget(), QStringLiteral(":/Icons/delete_on.png"),
-        QStringLiteral(":/Icons/delete_pr.png"), Qt::AlignRight | Qt::AlignTop, QPoint(-2, 2), control,
-        WindowControlFlags);
-    kq::connect(control, SIGNAL(emptied(kq::OnScreenControl*)), m_osd, SLOT(erase(kq::OnScreenControl*)));
-    kq::connect(button, SIGNAL(clicked(kq::OnScreenControl*)), m_osd, SLOT(erase(kq::OnScreenControl*)));
-    m_osd->push_back(QList<kq::OnScreenControl*>() << control << button, event);
+    auto* button = new kq::OnScreenPushControl(this, d->osd->widget(),
+        QStringLiteral(":/Icons/delete_on.png"), QStringLiteral(":/Icons/delete_pr.png"),
+        Qt::AlignRight | Qt::AlignTop, QPoint(-2, 2), control, WindowControlFlags);
+    kq::connect(control, SIGNAL(emptied(kq::OnScreenControl*)), d->osd, SLOT(erase(kq::OnScreenControl*)));
+    kq::connect(button, SIGNAL(clicked(kq::OnScreenControl*)), d->osd, SLOT(erase(kq::OnScreenControl*)));
+    d->osd->push_back(QList<kq::OnScreenControl*>() << control << button, event);
     kq::connect(control, SIGNAL(created(QRect)), this, SIGNAL(frameChanged()));
     kq::connect(control, SIGNAL(changed()), this, SIGNAL(frameChanged()));
     kq::connect(control, SIGNAL(deleted()), this, SIGNAL(frameChanged()));
@@ -153,11 +165,11 @@ namespace {
     }
 }
 
-int NodeWindowPane::count() const { return m_osd->rect_controls(owner(this)).size(); }
+int NodeWindowPane::count() const { return d->osd->rect_controls(owner(this)).size(); }
 
 kq::OnScreenRectControl* NodeWindowPane::childAt(int index) const
 {
-    return m_osd->rect_controls(owner(this)).value(index);
+    return d->osd->rect_controls(owner(this)).value(index);
 }
 
 PaneRectControl* NodeWindowPane::rectControlAt(int index) const
@@ -184,8 +196,8 @@ bool NodeWindowPane::isPoly(int index) const { return polyControlAt(index) != nu
 
 int NodeWindowPane::selected() const
 {
-    kq::OnScreenRectControl* current = m_osd->rect_control(owner(this));
-    return current ? m_osd->rect_controls(owner(this)).indexOf(current) : -1;
+    kq::OnScreenRectControl* current = d->osd->rect_control(owner(this));
+    return current ? d->osd->rect_controls(owner(this)).indexOf(current) : -1;
 }
 
 int NodeWindowPane::find(const QRectF& rect) const
@@ -206,12 +218,12 @@ int NodeWindowPane::find(const QRectF& rect) const
 void NodeWindowPane::removeAll()
 {
     const PaneUndoStep step(this);
-    m_osd->clear(this);
+    d->osd->clear(this);
 }
 
 QUndoStack* NodeWindowPane::undoStack() const
 {
-    PaneUndoHistory* history = PaneUndoHistory::of(this);
+    PaneUndoHistory* history = d->history;
     return history ? history->stack() : nullptr;
 }
 
@@ -230,8 +242,8 @@ void NodeWindowPane::updateColors()
 
 void NodeWindowPane::showOnScreenDisplay(bool on)
 {
-    m_osd->enabled = on;
-    m_osd->update();
+    d->osd->enabled = on;
+    d->osd->update();
     const int n = count();
     for (int i = 0; i < n; ++i) {
         kq::OnScreenRectControl* window = childAt(i);
@@ -241,48 +253,48 @@ void NodeWindowPane::showOnScreenDisplay(bool on)
         setWindowColor(window, on ? colorFor(i) : grey);
     }
     // Disconnect first, so that switching on twice connects once.
-    disconnect(m_osd, SIGNAL(mousePressed(QMouseEvent*)), this, SLOT(newFrame(QMouseEvent*)));
-    disconnect(m_osd, SIGNAL(raised(kq::OnScreenControl*)), this, SIGNAL(selectionChanged()));
+    disconnect(d->osd, SIGNAL(mousePressed(QMouseEvent*)), this, SLOT(newFrame(QMouseEvent*)));
+    disconnect(d->osd, SIGNAL(raised(kq::OnScreenControl*)), this, SIGNAL(selectionChanged()));
     if (on) {
-        kq::connect(m_osd, SIGNAL(mousePressed(QMouseEvent*)), this, SLOT(newFrame(QMouseEvent*)));
-        kq::connect(m_osd, SIGNAL(raised(kq::OnScreenControl*)), this, SIGNAL(selectionChanged()));
+        kq::connect(d->osd, SIGNAL(mousePressed(QMouseEvent*)), this, SLOT(newFrame(QMouseEvent*)));
+        kq::connect(d->osd, SIGNAL(raised(kq::OnScreenControl*)), this, SIGNAL(selectionChanged()));
     }
 }
 
 void NodeWindowPane::updateCoordinateSystem()
 {
-    if (m_session.null())
+    if (d->session.null())
         return;
-    const kq::SDeskewParams params = getDeskewParams(m_session);
-    if (!(params != m_deskewParams))
+    const kq::SDeskewParams params = getDeskewParams(d->session);
+    if (!(params != d->deskewParams))
         return;
     // Only lens correction changes how windows map; other changes wait
     // until it is on.
     if (!params.hasLensCorrection())
         return;
-    m_deskewParams = params;
+    d->deskewParams = params;
     // Taken once for the loop (asking for window i alone copies the list each
     // time). Mapping emits nothing, so no window goes away meanwhile.
-    const QList<kq::OnScreenRectControl*> windows = m_osd->rect_controls(this);
+    const QList<kq::OnScreenRectControl*> windows = d->osd->rect_controls(this);
     for (int i = windows.size() - 1; i >= 0; --i) {
         if (ApplicationRect* window = applicationGeometry(windows.at(i)))
-            window->updateGeometry(m_coordinateSystem, &m_deskewParams);
+            window->updateGeometry(d->coordinateSystem, &d->deskewParams);
     }
 
     if (kq::StringOptionsProperty* mode
-        = m_session->property(kq::SOP_DeskewMode, kq::HasProperties::k_contextIndexDefault)) {
+        = d->session->property(kq::SOP_DeskewMode, kq::HasProperties::k_contextIndexDefault)) {
         if (mode->value().getSelectedValue() != params.mode) {
             mode->value().setSelectedValue(params.mode);
             mode->announceChange();
-            Q_EMIT displayChanged(m_session);
+            Q_EMIT displayChanged(d->session);
         }
     }
     if (kq::StringOptionsProperty* view
-        = m_session->property(kq::SOP_DeskewView, kq::HasProperties::k_contextIndexDefault)) {
+        = d->session->property(kq::SOP_DeskewView, kq::HasProperties::k_contextIndexDefault)) {
         if (view->value().selectedIndex != params.view) {
             view->value().setSelectedIndex(params.view);
             view->announceChange();
-            Q_EMIT displayChanged(m_session);
+            Q_EMIT displayChanged(d->session);
         }
     }
 }
@@ -290,11 +302,11 @@ void NodeWindowPane::updateCoordinateSystem()
 void NodeWindowPane::resizeEvent(QResizeEvent* event)
 {
     kq::NodeWidget::resizeEvent(event);
-    m_coordinateSystem->setScreenRect(rect());
-    const QList<kq::OnScreenRectControl*> windows = m_osd->rect_controls(this);
+    d->coordinateSystem->setScreenRect(rect());
+    const QList<kq::OnScreenRectControl*> windows = d->osd->rect_controls(this);
     for (kq::OnScreenRectControl* control : windows) {
         if (ApplicationRect* window = applicationGeometry(control))
-            window->updateGeometry(m_coordinateSystem, nullptr);
+            window->updateGeometry(d->coordinateSystem, nullptr);
     }
 }
 

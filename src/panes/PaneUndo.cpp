@@ -1,9 +1,10 @@
 // The undo history of a pane (see PaneUndo_p.h).
 #include "PaneUndo_p.h"
 
+#include "NodeWindowPane_p.h"
+
 #include <kq/OnScreenDisplay.h>
 
-#include <QHash>
 #include <QKeyEvent>
 #include <QUndoCommand>
 #include <QUndoStack>
@@ -11,15 +12,6 @@
 namespace kqgui {
 
 namespace {
-    // Panes by address: a pane has no room for a pointer to its history.
-    // Never destroyed, so that a pane outliving static destruction still
-    // finds it.
-    QHash<const NodeWindowPane*, PaneUndoHistory*>& histories()
-    {
-        static auto* map = new QHash<const NodeWindowPane*, PaneUndoHistory*>;
-        return *map;
-    }
-
     // The pane's windows before and after one user step. Pushing does not
     // apply the step again: it was applied by the user.
     class PaneWindowsCommand : public QUndoCommand {
@@ -74,7 +66,6 @@ PaneUndoHistory::PaneUndoHistory(NodeWindowPane* pane)
     , m_stack(new QUndoStack(this))
 {
     setObjectName(QStringLiteral("undoHistory"));
-    histories().insert(pane, this);
     kq::OnScreenDisplay* osd = pane->onScreenDisplay();
     connect(osd, &kq::OnScreenDisplay::inputStarted, this, &PaneUndoHistory::userInputStarted);
     connect(osd, &kq::OnScreenDisplay::inputFinished, this, &PaneUndoHistory::userInputFinished);
@@ -82,9 +73,12 @@ PaneUndoHistory::PaneUndoHistory(NodeWindowPane* pane)
         widget->installEventFilter(this);
 }
 
-PaneUndoHistory::~PaneUndoHistory() { histories().remove(m_pane); }
+PaneUndoHistory::~PaneUndoHistory() = default;
 
-PaneUndoHistory* PaneUndoHistory::of(const NodeWindowPane* pane) { return histories().value(pane); }
+PaneUndoHistory* PaneUndoHistory::of(const NodeWindowPane* pane)
+{
+    return pane ? NodeWindowPanePrivate::get(pane)->history : nullptr;
+}
 
 void PaneUndoHistory::begin()
 {
