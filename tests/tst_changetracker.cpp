@@ -11,6 +11,8 @@
 #define QTEST_QPA_MOUSE_HANDLING
 #include <QtTest>
 
+#include "seeds_testsupport.h"
+
 #include "LogCapture.h"
 #include "changetracker_testsupport.h"
 
@@ -1688,15 +1690,7 @@ void TestChangeTracker::nodeLackingPropertyWritesNothing()
 
 void TestChangeTracker::randomEdits_data()
 {
-    QTest::addColumn<quint32>("seed");
-    bool ok = false;
-    const quint32 chosen = qEnvironmentVariable("KQ_RANDOMOPS_SEED").toUInt(&ok);
-    if (ok) {
-        QTest::addRow("seed %u", chosen) << chosen;
-        return;
-    }
-    for (quint32 seed = 1; seed <= 60; ++seed)
-        QTest::addRow("seed %u", seed) << seed;
+    testsupport::addSeedRows(60);
 }
 
 void TestChangeTracker::randomEdits()

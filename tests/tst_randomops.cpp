@@ -10,6 +10,8 @@
 #define QTEST_QPA_MOUSE_HANDLING
 #include <QtTest>
 
+#include "seeds_testsupport.h"
+
 #include "ipporttree_testsupport.h"
 #include "panes_testsupport.h"
 #include "pixels_testsupport.h"
@@ -929,15 +931,7 @@ private Q_SLOTS:
 
     void ipPortTree_data()
     {
-        QTest::addColumn<quint32>("seed");
-        bool ok = false;
-        const quint32 chosen = qEnvironmentVariable("KQ_RANDOMOPS_SEED").toUInt(&ok);
-        if (ok) {
-            QTest::addRow("seed %u", chosen) << chosen;
-            return;
-        }
-        for (quint32 seed = 1; seed <= 24; ++seed)
-            QTest::addRow("seed %u", seed) << seed;
+        testsupport::addSeedRows(24);
     }
 
     void paneWindows_data() { ipPortTree_data(); }
