@@ -224,5 +224,9 @@ int main(int argc, char** argv)
                    .arg(memorySeconds + 1 + seconds)
                    .arg(late - early);
     }
+    if (live) {
+        camera.terminate();
+        camera.waitForFinished(5000);
+    }
     return 0;
 }

@@ -23,19 +23,42 @@ namespace kq::video {
 namespace {
     inline int clamp255(int value) { return value < 0 ? 0 : value > 255 ? 255 : value; }
 
+    // One pixel: l the scaled luma, r, g and b what the chroma adds, all
+    // with the rounding half included.
+    inline quint32 rgb(int l, int r, int g, int b)
+    {
+        return 0xff000000u | quint32(clamp255((l + r) >> 16)) << 16 | quint32(clamp255((l + g) >> 16)) << 8
+            | quint32(clamp255((l + b) >> 16));
+    }
+
     // Separate Y, U and V samples of one row to 32-bit RGB pixels.
     KQ_VIDEO_CLONES
     void yuvRow(const uchar* __restrict luma, const uchar* __restrict cb, const uchar* __restrict cr,
         quint32* __restrict out, int count, YuvMatrix m)
     {
         for (int i = 0; i < count; ++i) {
-            const int l = (luma[i] - m.yOffset) * m.yScale + (1 << 15);
             const int u = cb[i] - 128;
             const int v = cr[i] - 128;
-            const int r = (l + m.rv * v) >> 16;
-            const int g = (l - m.gu * u - m.gv * v) >> 16;
-            const int b = (l + m.bu * u) >> 16;
-            out[i] = 0xff000000u | quint32(clamp255(r)) << 16 | quint32(clamp255(g)) << 8 | quint32(clamp255(b));
+            out[i] = rgb((luma[i] - m.yOffset) * m.yScale, m.rv * v + (1 << 15), (1 << 15) - m.gu * u - m.gv * v,
+                m.bu * u + (1 << 15));
+        }
+    }
+
+    // A row of Y with U and V at half its width (4:2:0, 4:2:2; chroma
+    // samples chromaStep bytes apart: 1 planar, 2 interleaved), in order, two
+    // pixels a chroma sample.
+    KQ_VIDEO_CLONES
+    void yuvPairs(const uchar* __restrict luma, const uchar* __restrict cb, const uchar* __restrict cr,
+        int chromaStep, quint32* __restrict out, int pairs, YuvMatrix m)
+    {
+        for (int j = 0; j < pairs; ++j) {
+            const int u = cb[j * chromaStep] - 128;
+            const int v = cr[j * chromaStep] - 128;
+            const int r = m.rv * v + (1 << 15);
+            const int g = (1 << 15) - m.gu * u - m.gv * v;
+            const int b = m.bu * u + (1 << 15);
+            out[2 * j] = rgb((luma[2 * j] - m.yOffset) * m.yScale, r, g, b);
+            out[2 * j + 1] = rgb((luma[2 * j + 1] - m.yOffset) * m.yScale, r, g, b);
         }
     }
 
@@ -139,6 +162,16 @@ void drawScaled(const Picture& picture, const QRectF& source, QImage* target)
         cb.resize(size_t(width));
         cr.resize(size_t(width));
     }
+    // 8-bit Y with chroma at half width: each source row used is converted
+    // over the span shown, in order (vectorised), and the target's pixels
+    // picked from it. That beats picking Y, U and V one by one unless the
+    // picture is reduced to less than half its width.
+    const int first = columns.front() & ~1;
+    const int pairs = (columns.back() - first) / 2 + 1;
+    const bool rowFirst = !picture.rgb32 && picture.y.step == 1 && !picture.y.wideShift && !picture.u.wideShift
+        && picture.u.xShift == 1 && picture.v.xShift == 1 && picture.u.step == picture.v.step
+        && pairs <= width;
+    std::vector<quint32> converted(rowFirst ? size_t(pairs) * 2 : 0);
     int chromaRow = -1;
     for (int y = 0; y < height; ++y) {
         auto* out = reinterpret_cast<quint32*>(bits + y * bytesPerLine);
@@ -154,6 +187,15 @@ void drawScaled(const Picture& picture, const QRectF& source, QImage* target)
                 std::memcpy(&pixel, row + at[size_t(x)], 4);
                 out[x] = 0xff000000u | pixel;
             }
+            continue;
+        }
+        if (rowFirst) {
+            const int sourceRow = rows[size_t(y)];
+            yuvPairs(row + first, rowOf(picture.u, sourceRow) + (first >> 1) * picture.u.step,
+                rowOf(picture.v, sourceRow) + (first >> 1) * picture.v.step, picture.u.step, converted.data(), pairs,
+                picture.matrix);
+            for (int x = 0; x < width; ++x)
+                out[x] = converted[size_t(columns[size_t(x)] - first)];
             continue;
         }
         gather(picture.y, row, at, luma.data());
