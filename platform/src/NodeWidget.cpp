@@ -459,22 +459,20 @@ void NodeWidget::resizeEvent(QResizeEvent* event)
 
 void NodeWidget::showEvent(QShowEvent* event)
 {
-    StreamState& state = streamOf(this);
     QWidget::showEvent(event);
     restartTimer();
 #if KQ_WITH_GSTREAMER
-    if (state.stream)
+    if (StreamState& state = streamOf(this); state.stream)
         state.stream->setShown(true);
 #endif
 }
 
 void NodeWidget::hideEvent(QHideEvent* event)
 {
-    StreamState& state = streamOf(this);
     QWidget::hideEvent(event);
     m_timer->stop();
 #if KQ_WITH_GSTREAMER
-    if (state.stream)
+    if (StreamState& state = streamOf(this); state.stream)
         state.stream->setShown(false);
 #endif
 }
