@@ -5,10 +5,12 @@
 //   widget's "decodeToPaintUs" property), median and 99th percentile;
 // - resident memory early in a longer run and at its end.
 //
-//   configdialogs_video_bench [--seconds N] [--memory-seconds M] [--windows W]
+//   configdialogs_video_bench [--seconds N] [--memory-seconds M] [--windows W] [--format F] [--rtsp]
 //
 // The file is made first with GStreamer's encoders (colour bars scrolling
-// sideways, 10 s), in a temporary folder.
+// sideways, 10 s), in a temporary folder. With --rtsp the same picture comes
+// live over RTSP from configdialogs_rtsp_camera, started on 127.0.0.1 and
+// stopped at the end.
 #include <gst/gst.h>
 
 #include "gstreamer_testsupport.h"
@@ -22,6 +24,7 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTextStream>
 #include <QTimer>
@@ -84,44 +87,72 @@ int main(int argc, char** argv)
         QStringLiteral("M"), QStringLiteral("0"));
     const QCommandLineOption windowsOption(QStringLiteral("windows"), QStringLiteral("Windows on the pane."),
         QStringLiteral("W"), QStringLiteral("64"));
-    parser.addOptions({ secondsOption, memoryOption, windowsOption });
+    const QCommandLineOption formatOption(QStringLiteral("format"),
+        QStringLiteral("Pixel format the encoder is given: I420 (8-bit 4:2:0, as cameras send), or e.g. "
+                       "Y444_10LE (10-bit 4:4:4, what the encoder picks unasked)."),
+        QStringLiteral("F"), QStringLiteral("I420"));
+    const QCommandLineOption rtspOption(QStringLiteral("rtsp"),
+        QStringLiteral("Receive the stream live over RTSP from a camera served on 127.0.0.1 instead of a file."));
+    parser.addOptions({ secondsOption, memoryOption, windowsOption, formatOption, rtspOption });
     parser.process(app);
     const int seconds = parser.value(secondsOption).toInt();
     const int memorySeconds = parser.value(memoryOption).toInt();
     const int windows = qBound(0, parser.value(windowsOption).toInt(), 64);
     QTextStream out(stdout);
 
+    // The source: a file made here, or the live camera of
+    // configdialogs_rtsp_camera in a process of its own (its encoding is not
+    // counted), received over RTSP on 127.0.0.1.
     QTemporaryDir dir;
-    const QString file = dir.filePath(QStringLiteral("bars-1080p30.mp4"));
-    QString error;
-    if (!kqtest::runPipeline(
-            QStringLiteral(
-                "videotestsrc pattern=smpte horizontal-speed=4 num-buffers=300 ! "
-                "video/x-raw,width=1920,height=1080,framerate=30/1 ! x264enc speed-preset=ultrafast "
-                "key-int-max=30 ! h264parse ! mp4mux ! filesink location=\"%1\"")
-                .arg(file),
-            0, &error)) {
-        out << "cannot make the test video: " << error << "\n";
-        return 1;
+    QString source;
+    QString reference; // GStreamer's own pipeline from the source to the decoder
+    QProcess camera;
+    if (parser.isSet(rtspOption)) {
+        camera.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        camera.start(QStringLiteral(KQ_RTSP_CAMERA),
+            { QStringLiteral("--size"), QStringLiteral("1920x1080"), QStringLiteral("--rate"), QStringLiteral("30"),
+                QStringLiteral("--format"), parser.value(formatOption), QStringLiteral("--seconds"),
+                QString::number(3 * seconds + memorySeconds + 30) });
+        if (!camera.waitForReadyRead(30000)) {
+            out << "the RTSP camera did not start\n";
+            return 1;
+        }
+        source = QString::fromUtf8(camera.readLine().trimmed());
+        // As the widget receives: a 100 ms jitter buffer that drops late
+        // packets, frames decoded as they come.
+        reference = QStringLiteral("rtspsrc location=%1 latency=100 drop-on-latency=true ! rtph264depay ! "
+                                   "h264parse ! avdec_h264")
+                        .arg(source);
+    } else {
+        source = dir.filePath(QStringLiteral("bars-1080p30.mp4"));
+        QString error;
+        if (!kqtest::runPipeline(
+                QStringLiteral("videotestsrc pattern=smpte horizontal-speed=4 num-buffers=300 ! "
+                               "video/x-raw,format=%2,width=1920,height=1080,framerate=30/1 ! "
+                               "x264enc speed-preset=ultrafast key-int-max=30 ! h264parse ! mp4mux ! "
+                               "filesink location=\"%1\"")
+                    .arg(source, parser.value(formatOption)),
+                0, &error)) {
+            out << "cannot make the test video: " << error << "\n";
+            return 1;
+        }
+        reference = QStringLiteral("filesrc location=\"%1\" ! qtdemux ! h264parse ! avdec_h264").arg(source);
     }
+    const bool live = parser.isSet(rtspOption);
 
-    // GStreamer alone: the same file decoded at its rate into a fake sink.
+    // GStreamer alone: the same stream decoded at its rate into a fake sink,
+    // and decoded and converted to 32-bit RGB.
+    QString error;
     double cpu = cpuSeconds();
     QElapsedTimer wall;
     wall.start();
-    kqtest::runPipeline(
-        QStringLiteral("filesrc location=\"%1\" ! qtdemux ! h264parse ! avdec_h264 ! fakesink sync=true")
-            .arg(file),
-        seconds, &error);
+    kqtest::runPipeline(QStringLiteral("%1 ! fakesink sync=%2").arg(reference, live ? "false" : "true"), seconds, &error);
     const double decodeCpu = cpuSeconds() - cpu;
     const double decodeWall = wall.elapsed() / 1000.0;
-    // And decoded and converted to the widget's 32-bit RGB.
     cpu = cpuSeconds();
     wall.restart();
-    kqtest::runPipeline(
-        QStringLiteral("filesrc location=\"%1\" ! qtdemux ! h264parse ! avdec_h264 ! videoconvert ! "
-                       "video/x-raw,format=BGRx ! fakesink sync=true")
-            .arg(file),
+    kqtest::runPipeline(QStringLiteral("%1 ! videoconvert ! video/x-raw,format=BGRx ! fakesink sync=%2")
+                            .arg(reference, live ? "false" : "true"),
         seconds, &error);
     const double convertCpu = cpuSeconds() - cpu;
     const double convertWall = wall.elapsed() / 1000.0;
@@ -130,7 +161,7 @@ int main(int argc, char** argv)
     pane.resize(1280, 720);
     pane.show();
     kqm::smart<kq::MemoryConfigSession> session(new kq::MemoryConfigSession(QRectF(0, 0, 1920, 1080)));
-    session->setAttribute(QStringLiteral("video"), file);
+    session->setAttribute(QStringLiteral("video"), source);
     pane.setCoordinateSystem(session);
     pane.showOnScreenDisplay(true);
     for (int i = 0; i < windows; ++i) {
@@ -159,7 +190,8 @@ int main(int argc, char** argv)
     const int frames = pane.frameNumber() - firstFrame;
     pane.removeEventFilter(&recorder);
 
-    out << "1080p30 H.264 file, " << pane.count() << " windows, pane 1280 x 720\n";
+    out << "1080p30 H.264 " << (live ? "over RTSP from 127.0.0.1" : "file") << " (" << parser.value(formatOption)
+        << "), " << pane.count() << " windows, pane 1280 x 720\n";
     out << QStringLiteral("decode into fakesink: %1 s CPU in %2 s\n")
                .arg(decodeCpu, 0, 'f', 2)
                .arg(decodeWall, 0, 'f', 1);
@@ -191,6 +223,10 @@ int main(int argc, char** argv)
                    .arg(late)
                    .arg(memorySeconds + 1 + seconds)
                    .arg(late - early);
+    }
+    if (live) {
+        camera.terminate();
+        camera.waitForFinished(5000);
     }
     return 0;
 }

@@ -107,7 +107,7 @@ int main(int argc, char** argv)
     auto connecting = [&window] {
         const QList<kq::NodeWidget*> videos = window.findChildren<kq::NodeWidget*>();
         for (const kq::NodeWidget* video : videos) {
-            if (video->isVisible() && video->currentFrame().isNull() && !video->statusText().isEmpty()
+            if (video->isVisible() && video->frameSize().isEmpty() && !video->statusText().isEmpty()
                 && !video->statusText().startsWith(QStringLiteral("No video")))
                 return true;
         }

@@ -1,3 +1,4 @@
+#include "NodeWidget_p.h"
 #include "VideoSource_p.h"
 #if KQ_WITH_GSTREAMER
 #include "gstreamer/VideoStream_p.h"
@@ -11,7 +12,6 @@
 
 #include <QDateTime>
 #include <QFileInfo>
-#include <QHash>
 #include <QImageReader>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -28,29 +28,6 @@
 namespace kq {
 
 namespace {
-    // What a widget keeps of a video stream. It lives beside the widget
-    // rather than in it: the widget's size and layout are part of the
-    // platform library's binary interface.
-    struct StreamState {
-        video::VideoStream* stream = nullptr;
-        bool shown = false; // a frame of the stream is showing
-        int timedFrame = -1; // the stream frame whose painting delay was noted
-        QString status;
-    };
-
-    QHash<const NodeWidget*, StreamState*>& streamStates()
-    {
-        static QHash<const NodeWidget*, StreamState*> states;
-        return states;
-    }
-
-    // The widget's state, made with the widget and gone with it.
-    StreamState& streamOf(const NodeWidget* widget)
-    {
-        static StreamState none;
-        return *streamStates().value(widget, &none);
-    }
-
     const QSize DefaultSceneSize(640, 360);
     const QSize MaxSceneSize(8192, 8192);
     constexpr int MaxZoom = 800;
@@ -102,7 +79,7 @@ NodeWidget::NodeWidget(QWidget* parent, ENodeViewMode mode, const QColor& backgr
     , m_timer(new QTimer(this))
 {
     qRegisterMetaType<NodeID>("kq::NodeID");
-    streamStates().insert(this, new StreamState);
+    addStreamState(this);
     connect(m_timer, &QTimer::timeout, this, &NodeWidget::advanceFrame);
     openSource();
 }
@@ -111,13 +88,9 @@ NodeWidget::~NodeWidget()
 {
     // The stream goes first: its last signals must not find the widget
     // without its state.
-    StreamState* state = streamStates().take(this);
-    if (state)
-        delete state->stream;
-    delete state;
+    streamOf(this).clear();
+    removeStreamState(this);
 }
-
-QString NodeWidget::statusText() const { return streamOf(this).status; }
 
 void NodeWidget::setViewMode(ENodeViewMode mode)
 {
@@ -257,15 +230,9 @@ void NodeWidget::restartTimer()
 
 void NodeWidget::openSource()
 {
-    StreamState& state = streamOf(this);
     delete m_movie;
     m_movie = nullptr;
-#if KQ_WITH_GSTREAMER
-    delete state.stream;
-    state.stream = nullptr;
-#endif
-    state.shown = false;
-    state.timedFrame = -1;
+    streamOf(this).clear();
     setStatus(QString());
     m_still = QImage();
     m_sceneSize = DefaultSceneSize;
@@ -321,50 +288,6 @@ void NodeWidget::openSource()
     else
         renderScene();
     restartTimer();
-}
-
-void NodeWidget::openStream(const QString& source)
-{
-    StreamState& state = streamOf(this);
-#if KQ_WITH_GSTREAMER
-    if (video::VideoStream::available()) {
-        state.stream = new video::VideoStream(source, m_nodeId, this);
-        connect(state.stream, &video::VideoStream::frameReady, this, &NodeWidget::showStreamFrame);
-        connect(state.stream, &video::VideoStream::statusChanged, this, &NodeWidget::setStatus);
-        setStatus(state.stream->status());
-        setFrame(QImage());
-        restartTimer();
-        return;
-    }
-#endif
-    logLine(Log::Warning, "NodeWidget: cannot play ", video::redacted(source), " of node ", m_nodeId,
-        ": this build plays no video streams; showing the test scene");
-    setStatus(tr("No video: streams are not supported"));
-    renderScene();
-    restartTimer();
-}
-
-void NodeWidget::showStreamFrame()
-{
-    StreamState& state = streamOf(this);
-#if KQ_WITH_GSTREAMER
-    const QImage frame = state.stream ? state.stream->takeFrame() : QImage();
-    if (frame.isNull())
-        return;
-    if (state.shown)
-        ++m_frameNumber;
-    state.shown = true;
-    setFrame(frame);
-#endif
-}
-
-void NodeWidget::setStatus(const QString& status)
-{
-    StreamState& state = streamOf(this);
-    if (status == state.status)
-        return;
-    state.status = status;
-    update();
 }
 
 void NodeWidget::advanceFrame()
@@ -485,9 +408,11 @@ void NodeWidget::paintEvent(QPaintEvent*)
 {
     StreamState& state = streamOf(this);
     QPainter p(this);
-    p.fillRect(rect(), m_background);
-    if (!m_frame.isNull())
-        p.drawImage(QRectF(videoRect()), m_frame, sourceRect());
+    if (m_frame.isNull() || !paintStreamFrame(this, p, videoRect(), sourceRect(), m_background)) {
+        p.fillRect(rect(), m_background);
+        if (!m_frame.isNull())
+            p.drawImage(QRectF(videoRect()), m_frame, sourceRect());
+    }
 
     QFont font = p.font();
     font.setPixelSize(12);
@@ -534,22 +459,20 @@ void NodeWidget::resizeEvent(QResizeEvent* event)
 
 void NodeWidget::showEvent(QShowEvent* event)
 {
-    StreamState& state = streamOf(this);
     QWidget::showEvent(event);
     restartTimer();
 #if KQ_WITH_GSTREAMER
-    if (state.stream)
+    if (StreamState& state = streamOf(this); state.stream)
         state.stream->setShown(true);
 #endif
 }
 
 void NodeWidget::hideEvent(QHideEvent* event)
 {
-    StreamState& state = streamOf(this);
     QWidget::hideEvent(event);
     m_timer->stop();
 #if KQ_WITH_GSTREAMER
-    if (state.stream)
+    if (StreamState& state = streamOf(this); state.stream)
         state.stream->setShown(false);
 #endif
 }

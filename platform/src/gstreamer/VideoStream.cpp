@@ -1,10 +1,14 @@
 #include "VideoStream_p.h"
 
+#include "Pipeline_p.h"
+#include "VideoFrame_p.h"
+
 #include "../VideoSource_p.h"
 
 #include <kq/Log.h>
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QFileInfo>
 #include <QThreadPool>
 #include <QUrl>
@@ -21,22 +25,13 @@ namespace kq::video {
 
 namespace {
     constexpr int MaxBackoffSeconds = 30;
-    // A camera that refuses UDP or whose UDP packets are blocked gets
-    // FallbackToTcpUs of silence before the source tries TCP, and the TCP
-    // connection its own timeout; the first frame may take that long.
-    constexpr guint64 FallbackToTcpUs = 3000000;
-    constexpr guint64 TcpTimeoutUs = 10000000;
+    // A stream's first frame may wait for the UDP attempt, the fallback to
+    // TCP and the TCP connection's own timeout.
     constexpr qint64 FirstFrameTimeoutMs = 20000;
     // A live stream without a frame for this long is built anew.
     constexpr qint64 StallTimeoutMs = 5000;
     // How long a stream plays on unseen (quick tab switches keep it).
     constexpr int UnseenStopMs = 5000;
-    // The RTP jitter buffer: enough to reorder packets on a LAN, small enough
-    // that the operator sees what the camera sees now.
-    constexpr guint JitterBufferMs = 100;
-    // How long a stopping RTSP source waits for the camera to answer its
-    // TEARDOWN: a camera that went away must not hold a worker for long.
-    constexpr guint64 TeardownTimeoutNs = 200000000;
 
     // Threads that start, seek and stop pipelines: those calls may wait on
     // the network (an RTSP TEARDOWN to a camera that went away). Before the
@@ -56,203 +51,13 @@ namespace {
         }();
         return pool;
     }
-
-    qint64 steadyNanoseconds()
-    {
-        return std::chrono::duration_cast<std::chrono::nanoseconds>(
-            std::chrono::steady_clock::now().time_since_epoch())
-            .count();
-    }
-
-    bool hasProperty(GObject* object, const char* property)
-    {
-        return g_object_class_find_property(G_OBJECT_GET_CLASS(object), property) != nullptr;
-    }
 }
 
-// A decoded frame: its buffer and the caps that describe it, both owned.
-struct Frame {
-    Frame() = default;
-    Frame(Frame&& other) noexcept { *this = std::move(other); }
-    Frame& operator=(Frame&& other) noexcept
-    {
-        if (this != &other) {
-            clear();
-            std::swap(buffer, other.buffer);
-            std::swap(caps, other.caps);
-            arrived = other.arrived;
-        }
-        return *this;
-    }
-    ~Frame() { clear(); }
-    void clear()
-    {
-        if (buffer)
-            gst_buffer_unref(buffer);
-        if (caps)
-            gst_caps_unref(caps);
-        buffer = nullptr;
-        caps = nullptr;
-    }
-
-    GstBuffer* buffer = nullptr;
-    GstCaps* caps = nullptr;
-    qint64 arrived = 0; // steady-clock nanoseconds when the sink handed it over
-};
-
-// One attempt at playing the source: the GStreamer pipeline and what its
-// threads share with the GUI thread. Callbacks reach it by a plain pointer;
-// it outlives them because the worker that stops the pipeline holds it until
-// the pipeline is in the NULL state, when no GStreamer thread of it runs.
-struct Pipeline {
-    ~Pipeline()
-    {
-        latest.clear();
-        if (pipeline)
-            gst_object_unref(pipeline);
-    }
-
-    GstElement* pipeline = nullptr;
-    quint64 generation = 0;
-    bool live = false;
-    QByteArray user;
-    QByteArray password;
-
-    // Guards receiver, latest and posted.
-    std::mutex lock;
-    VideoStream* receiver = nullptr;
-    Frame latest; // the newest frame, not yet taken
-    bool posted = false; // the GUI thread was told and has not taken it yet
-
-    // Serialises the workers' state changes of one pipeline; stopped makes a
-    // start that runs after the stop do nothing.
-    std::mutex stateLock;
-    std::atomic<bool> stopped { false };
-
-    static GstFlowReturn onNewSample(GstAppSink* sink, gpointer data)
-    {
-        auto* self = static_cast<Pipeline*>(data);
-        GstSample* sample = gst_app_sink_pull_sample(sink);
-        if (!sample)
-            return GST_FLOW_FLUSHING;
-        // The sink reuses its sample object and sets new caps on it when
-        // the stream changes: keep the buffer and caps, not the sample.
-        Frame frame;
-        frame.buffer = gst_buffer_ref(gst_sample_get_buffer(sample));
-        frame.caps = gst_caps_ref(gst_sample_get_caps(sample));
-        frame.arrived = steadyNanoseconds();
-        gst_sample_unref(sample);
-        std::lock_guard<std::mutex> guard(self->lock);
-        // A frame the GUI thread has not taken yet is late now: drop it.
-        self->latest = std::move(frame);
-        if (self->receiver && !self->posted) {
-            self->posted = true;
-            VideoStream* receiver = self->receiver;
-            const quint64 generation = self->generation;
-            QMetaObject::invokeMethod(
-                receiver, [receiver, generation] { receiver->onFrameWaiting(generation); },
-                Qt::QueuedConnection);
-        }
-        return GST_FLOW_OK;
-    }
-
-    static GstBusSyncReply onBusMessage(GstBus*, GstMessage* message, gpointer data)
-    {
-        auto* self = static_cast<Pipeline*>(data);
-        switch (GST_MESSAGE_TYPE(message)) {
-        case GST_MESSAGE_ERROR:
-        case GST_MESSAGE_EOS: {
-            std::lock_guard<std::mutex> guard(self->lock);
-            if (self->receiver) {
-                VideoStream* receiver = self->receiver;
-                const quint64 generation = self->generation;
-                std::shared_ptr<GstMessage> held(gst_message_ref(message), gst_message_unref);
-                QMetaObject::invokeMethod(
-                    receiver, [receiver, generation, held] { receiver->onMessage(generation, held.get()); },
-                    Qt::QueuedConnection);
-            }
-            break;
-        }
-        default:
-            break;
-        }
-        // Nobody pops this bus: every message is handled here and dropped,
-        // so none pile up.
-        return GST_BUS_DROP;
-    }
-
-    // Links the decoder's video output to the converter; other streams
-    // (audio) stay unlinked and the demuxer skips them.
-    static void onPadAdded(GstElement*, GstPad* pad, gpointer data)
-    {
-        auto* convert = static_cast<GstElement*>(data);
-        GstCaps* caps = gst_pad_get_current_caps(pad);
-        if (!caps)
-            caps = gst_pad_query_caps(pad, nullptr);
-        const bool video = caps && gst_caps_get_size(caps) > 0
-            && g_str_has_prefix(gst_structure_get_name(gst_caps_get_structure(caps, 0)), "video/");
-        if (caps)
-            gst_caps_unref(caps);
-        if (!video)
-            return;
-        GstPad* sinkPad = gst_element_get_static_pad(convert, "sink");
-        if (!gst_pad_is_linked(sinkPad))
-            gst_pad_link(pad, sinkPad);
-        gst_object_unref(sinkPad);
-    }
-
-    // Motion JPEG over HTTP: the multipart demuxer cannot know that no
-    // other part type follows and so never says its pads are complete,
-    // and the decoder bin would wait for that before showing a frame.
-    //
-    // A decoder that joins a stream between key frames (a camera's shared
-    // stream, a reconnection) would show grey pictures with only the changed
-    // blocks drawn until the next key frame: frames missing their references
-    // are dropped instead.
-    static void onElementAdded(GstBin*, GstBin*, GstElement* element, gpointer)
-    {
-        if (hasProperty(G_OBJECT(element), "output-corrupt"))
-            g_object_set(element, "output-corrupt", FALSE, nullptr);
-        GstElementFactory* factory = gst_element_get_factory(element);
-        if (factory && g_str_equal(GST_OBJECT_NAME(factory), "multipartdemux")
-            && hasProperty(G_OBJECT(element), "single-stream"))
-            g_object_set(element, "single-stream", TRUE, nullptr);
-    }
-
-    // Configures the element uridecodebin made for the URI: credentials
-    // (kept out of the URI so that no GStreamer message shows them) and, for
-    // RTSP, the low-latency and TCP fallback settings.
-    static void onSourceSetup(GstElement*, GstElement* source, gpointer data)
-    {
-        auto* self = static_cast<Pipeline*>(data);
-        GObject* object = G_OBJECT(source);
-        if (!self->user.isEmpty() && hasProperty(object, "user-id"))
-            g_object_set(object, "user-id", self->user.constData(), nullptr);
-        if (!self->password.isEmpty() && hasProperty(object, "user-pw"))
-            g_object_set(object, "user-pw", self->password.constData(), nullptr);
-        if (!self->live || !hasProperty(object, "latency"))
-            return;
-        g_object_set(object, "latency", JitterBufferMs, "drop-on-latency", TRUE, nullptr);
-        if (hasProperty(object, "timeout"))
-            g_object_set(object, "timeout", FallbackToTcpUs, nullptr);
-        if (hasProperty(object, "tcp-timeout"))
-            g_object_set(object, "tcp-timeout", TcpTimeoutUs, nullptr);
-        if (hasProperty(object, "teardown-timeout"))
-            g_object_set(object, "teardown-timeout", TeardownTimeoutNs, nullptr);
-    }
-};
-
-namespace {
-    struct Mapped {
-        Frame source;
-        GstVideoFrame frame;
-    };
-}
-
-VideoStream::VideoStream(const QString& source, const QString& name, QObject* parent)
+VideoStream::VideoStream(const QString& source, const QString& name, const QString& trusted, QObject* parent)
     : QObject(parent)
     , m_source(source)
     , m_name(name)
+    , m_trusted(trusted)
     , m_live(isNetworkStream(source))
 {
     m_retry.setSingleShot(true);
@@ -336,11 +141,13 @@ void VideoStream::start()
     p->live = m_live;
     p->user = user.toUtf8();
     p->password = password.toUtf8();
+    p->trusted = trustedCertificates();
     p->receiver = this;
 
     g_object_set(decode, "uri", uri.toUtf8().constData(), nullptr);
-    GstCaps* caps = gst_caps_new_simple(
-        "video/x-raw", "format", G_TYPE_STRING, Q_BYTE_ORDER == Q_LITTLE_ENDIAN ? "BGRx" : "xRGB", nullptr);
+    // The decoder's own YUV passes through the converter untouched; the
+    // widget converts only the pixels it shows. Other formats are converted.
+    GstCaps* caps = gst_caps_from_string(rawFormats());
     // One frame at most waits in the sink, older ones are dropped. Files
     // keep their pace by the clock; live frames are shown the moment they
     // are decoded.
@@ -368,6 +175,22 @@ void VideoStream::start()
         if (!p->stopped)
             gst_element_set_state(p->pipeline, GST_STATE_PLAYING);
     });
+}
+
+GList* VideoStream::trustedCertificates()
+{
+    if (m_trusted.isEmpty())
+        return nullptr;
+    QByteArray error;
+    GList* certificates = readCertificates(QFile::encodeName(m_trusted), &error);
+    // Logged once, not per attempt: the camera's certificate is then refused
+    // as untrusted, which the status says.
+    if (!error.isEmpty() && !m_loggedTrustError) {
+        logLine(Log::Warning, "NodeWidget: ", logName(), ": cannot read the trusted certificates ", m_trusted,
+            " (", QString::fromUtf8(error), ")");
+        m_loggedTrustError = true;
+    }
+    return certificates;
 }
 
 void VideoStream::stop()
@@ -405,36 +228,22 @@ void VideoStream::setShown(bool shown)
     start();
 }
 
-QImage VideoStream::takeFrame()
+VideoFrame VideoStream::takeFrame()
 {
     if (!m_pipeline)
-        return QImage();
-    auto* mapped = new Mapped;
+        return VideoFrame();
+    Frame taken;
     {
         std::lock_guard<std::mutex> guard(m_pipeline->lock);
-        mapped->source = std::move(m_pipeline->latest);
+        taken = std::move(m_pipeline->latest);
         m_pipeline->posted = false;
     }
-    // The image wraps the decoder's buffer, which stays referenced and
-    // mapped until the last copy of the image goes.
-    GstVideoInfo info;
-    if (!mapped->source.buffer || !gst_video_info_from_caps(&info, mapped->source.caps)
-        || !gst_video_frame_map(&mapped->frame, &info, mapped->source.buffer, GST_MAP_READ)) {
-        delete mapped;
-        return QImage();
-    }
-    m_frameRate = info.fps_d > 0 ? double(info.fps_n) / info.fps_d : 0.0;
-    m_frameArrived = mapped->source.arrived;
-    return QImage(
-        static_cast<const uchar*>(GST_VIDEO_FRAME_PLANE_DATA(&mapped->frame, 0)),
-        GST_VIDEO_FRAME_WIDTH(&mapped->frame), GST_VIDEO_FRAME_HEIGHT(&mapped->frame),
-        GST_VIDEO_FRAME_PLANE_STRIDE(&mapped->frame, 0), QImage::Format_RGB32,
-        [](void* data) {
-            auto* m = static_cast<Mapped*>(data);
-            gst_video_frame_unmap(&m->frame);
-            delete m;
-        },
-        mapped);
+    VideoFrame frame = VideoFrame::map(taken.buffer, taken.caps);
+    if (frame.isNull())
+        return frame;
+    m_frameRate = frame.frameRate();
+    m_frameArrived = taken.arrived;
+    return frame;
 }
 
 void VideoStream::onFrameWaiting(quint64 generation)
@@ -505,6 +314,10 @@ void VideoStream::onMessage(quint64 generation, GstMessage* message)
             : error->code == GST_CORE_ERROR_NEGOTIATION       ? UnsupportedCodec
                                                               : Other;
     }
+    if (m_pipeline->untrusted)
+        reason = UntrustedCertificate;
+    else if (reason == UnsupportedSource && m_pipeline->missingDecoder)
+        reason = UnsupportedCodec;
     QString detail = QString::fromUtf8(error->message);
     if (debug && *debug)
         detail += QStringLiteral(" [%1]").arg(QString::fromUtf8(debug));
@@ -577,6 +390,8 @@ QString VideoStream::reasonText(Reason reason)
         return tr("stream stalled");
     case NoAnswer:
         return tr("no answer");
+    case UntrustedCertificate:
+        return tr("untrusted certificate");
     case Malformed:
         return tr("malformed address");
     case NoReason:

@@ -2,8 +2,9 @@
 // widget.
 #pragma once
 
+#include "VideoFrame_p.h"
+
 #include <QElapsedTimer>
-#include <QImage>
 #include <QObject>
 #include <QString>
 #include <QTimer>
@@ -11,14 +12,16 @@
 #include <memory>
 
 typedef struct _GstMessage GstMessage;
+typedef struct _GList GList;
 
 namespace kq::video {
 
 struct Pipeline;
 
 // Plays one source through a pipeline of its own: uridecodebin decodes on
-// GStreamer's threads, converts to 32-bit RGB and hands each frame to an app
-// sink that keeps only the newest one. The GUI thread is told that a frame
+// GStreamer's threads and hands each frame, in the decoder's own YUV format
+// (converted only when the widget cannot read that format), to an app sink
+// that keeps only the newest one. The GUI thread is told that a frame
 // waits (once, however many arrive meanwhile) and takes the newest with
 // takeFrame(); frames that arrive before it does are dropped, never queued.
 //
@@ -42,16 +45,18 @@ public:
         Failed, // failed for good (malformed address, damaged file)
     };
 
-    // name: how log lines name the stream's node.
-    VideoStream(const QString& source, const QString& name, QObject* parent = nullptr);
+    // name: how log lines name the stream's node. trusted: a PEM file of
+    // certificates accepted from an rtsps:// camera besides those the system
+    // trusts (a camera's self-signed certificate); empty for none.
+    VideoStream(const QString& source, const QString& name, const QString& trusted, QObject* parent = nullptr);
     ~VideoStream() override;
 
     // Whether GStreamer is usable in this process (initialised on first call).
     static bool available();
 
-    // The newest decoded frame not yet taken, or a null image when none.
-    // The image shares the decoder's buffer; it stays valid while held.
-    QImage takeFrame();
+    // The newest decoded frame not yet taken, or a null frame when none.
+    // It shares the decoder's buffer; it stays valid while held.
+    VideoFrame takeFrame();
 
     State state() const { return m_state; }
     // Whether anyone sees the frames. A stream unseen for a few seconds (a
@@ -66,7 +71,7 @@ public:
     double frameRate() const { return m_frameRate; }
     bool isLive() const { return m_live; }
     // Microseconds since the sink handed over the frame takeFrame() gave
-    // last (after decoding and conversion); -1 before the first.
+    // last (after decoding); -1 before the first.
     qint64 sinceFrameArrived() const;
 
 Q_SIGNALS:
@@ -87,6 +92,7 @@ private:
         Stalled,
         NoAnswer,
         Malformed,
+        UntrustedCertificate,
         Other,
     };
 
@@ -99,9 +105,12 @@ private:
     void setState(State state, const QString& status);
     static QString reasonText(Reason reason);
     QString logName() const;
+    GList* trustedCertificates();
 
     QString m_source;
     QString m_name;
+    QString m_trusted;
+    bool m_loggedTrustError = false;
     bool m_live = false;
     State m_state = Connecting;
     QString m_status;
