@@ -10,11 +10,13 @@ set -euo pipefail
 # the core and base libraries to build against; decoders and sources at run
 # time (base: decodebin, videoconvert, appsink; good: rtspsrc, souphttpsrc,
 # MP4/Matroska/AVI, JPEG; bad: H.264/H.265 parsers; libav: the H.264/H.265
-# decoders); for the tests the RTSP server library, x264 (ugly) and x265 (bad).
+# decoders; glib-networking: TLS for rtsps:// and https://); for the tests the
+# RTSP server library, x264 (ugly), x265 (bad) and openssl (the test
+# certificates).
 gstreamer=(
     libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev libgstrtspserver-1.0-dev
     gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
-    gstreamer1.0-plugins-ugly gstreamer1.0-libav
+    gstreamer1.0-plugins-ugly gstreamer1.0-libav glib-networking openssl
 )
 packages=(
     build-essential cmake pkg-config binutils doxygen
