@@ -53,6 +53,13 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libconfigdialogs${soversion})
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libconfigdialogs-dev)
 set(CPACK_DEBIAN_DESIGNER_PACKAGE_NAME configdialogs-designer-plugin)
 set(CPACK_DEBIAN_DEMO_PACKAGE_NAME configdialogs-demo)
+# The video widget links GStreamer's core libraries only; what reads files
+# and streams and decodes them are plugins loaded at run time, and TLS for
+# rtsps:// and https:// is a GIO module.
+if(CONFIGDIALOGS_WITH_GSTREAMER)
+    set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS
+        "gstreamer1.0-plugins-base, gstreamer1.0-plugins-good, gstreamer1.0-plugins-bad, gstreamer1.0-libav, glib-networking")
+endif()
 
 # Every package carries its own copyright file and changelog.
 foreach(component ${CONFIGDIALOGS_DEB_COMPONENTS})

@@ -61,6 +61,7 @@ grep -q "^libConfigDialogs 1 $runtime (>= " <<<"$shlibs" || fail "$runtime has n
 field $runtime Depends | grep "libqt6widgets6" >/dev/null || fail "$runtime does not depend on Qt 6 Widgets"
 field configdialogs-demo Depends | grep "$runtime (= " >/dev/null || fail "the demo does not depend on $runtime"
 field configdialogs-demo Depends | grep "libqt6widgets6" >/dev/null || fail "the demo's Qt dependency is missing"
+field $runtime Recommends | grep "gstreamer1.0-libav" >/dev/null || fail "$runtime does not recommend the GStreamer decoders"
 field libconfigdialogs-dev Depends | grep "$runtime (= " >/dev/null || fail "the dev package does not depend on $runtime"
 
 echo "== dependencies resolve (apt simulation, nothing installed)"
