@@ -22,6 +22,8 @@
 #include <QTreeWidgetItemIterator>
 #include <QVector>
 
+#include <typeinfo>
+
 namespace kqgui {
 
 using namespace ipport;
@@ -128,11 +130,7 @@ IpPortTreeWidget::IpPortTreeWidget(QWidget* parent)
     connect(this, &QTreeWidget::itemDoubleClicked, this, &IpPortTreeWidget::setItemEditable);
 }
 
-IpPortTreeWidget::~IpPortTreeWidget()
-{
-    // No sizing while the tree comes apart.
-    delete ColumnSizer::find(this);
-}
+IpPortTreeWidget::~IpPortTreeWidget() = default;
 
 QStringList IpPortTreeWidget::splitIpPort(QString& entry) { return splitEntryText(entry); }
 
@@ -142,7 +140,6 @@ QTreeWidgetItem* IpPortTreeWidget::masterRow() const { return masterItem; }
 
 void IpPortTreeWidget::replaceRows(const QList<QTreeWidgetItem*>& rows, QTreeWidgetItem* master)
 {
-    ColumnSizer::flush(this);
     const int oldPort = masterPort;
     {
         const SignalBlock blocker(this);
@@ -162,7 +159,6 @@ void IpPortTreeWidget::replaceRows(const QList<QTreeWidgetItem*>& rows, QTreeWid
 
 void IpPortTreeWidget::setAsMaster(QTreeWidgetItem* item)
 {
-    ColumnSizer::flush(this);
     if (!item || indexOfTopLevelItem(item) < 0)
         return;
     QTreeWidgetItem* const oldMaster = masterItem;
@@ -194,8 +190,6 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
         return;
     }
 
-    ColumnSizer& sizer = ColumnSizer::of(this);
-    sizer.beginUpdate();
     RowTable& table = RowTable::of(this);
 
     // The node's earlier entries leave the per-entry node counts.
@@ -288,7 +282,8 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
             item->setCheckState(kAddressColumn, Qt::Checked);
     }
 
-    sizer.endUpdate();
+    // Subclasses may size cells their own way; Qt's sizing asks them.
+    ColumnSizer::of(this).sizeColumns(table.isFlat(), typeid(*this) == typeid(IpPortTreeWidget));
 }
 
 void IpPortTreeWidget::update(const ListProperty*) { }
@@ -297,7 +292,6 @@ void IpPortTreeWidget::update(const QMap<QString, kqm::smart<kq::INodeConfigSess
 
 void IpPortTreeWidget::setConfigSessionProperty(ListProperty* property, QString nodeId)
 {
-    ColumnSizer::flush(this);
     if (!property)
         return;
     RowTable& table = RowTable::of(this);
@@ -314,7 +308,6 @@ void IpPortTreeWidget::setConfigSessionProperty(ListProperty* property, QString 
 
 void IpPortTreeWidget::wigdetItemChanged(QTreeWidgetItem* item, int)
 {
-    ColumnSizer::flush(this);
     if (!item || hasPlaceholder(item))
         return;
 
@@ -347,7 +340,6 @@ void IpPortTreeWidget::wigdetItemChanged(QTreeWidgetItem* item, int)
 
 void IpPortTreeWidget::setItemEditable(QTreeWidgetItem* item, int column)
 {
-    ColumnSizer::flush(this);
     if (!item)
         return;
     const SignalBlock blocker(this);
@@ -357,7 +349,6 @@ void IpPortTreeWidget::setItemEditable(QTreeWidgetItem* item, int column)
 
 void IpPortTreeWidget::insertItem()
 {
-    ColumnSizer::flush(this);
     SignalBlock blocker(this);
     for (QTreeWidgetItemIterator it(this); *it; ++it) {
         if (hasPlaceholder(*it)) {
@@ -375,7 +366,6 @@ void IpPortTreeWidget::insertItem()
 
 void IpPortTreeWidget::removeItem()
 {
-    ColumnSizer::flush(this);
     const SignalBlock blocker(this);
     const QList<QTreeWidgetItem*> rows = selectedItems();
     for (QTreeWidgetItem* row : rows) {
@@ -386,7 +376,6 @@ void IpPortTreeWidget::removeItem()
 
 void IpPortTreeWidget::upItem()
 {
-    ColumnSizer::flush(this);
     SignalBlock blocker(this);
     const QList<QTreeWidgetItem*> rows = selectedItems();
     if (rows.isEmpty() || indexOfTopLevelItem(rows.first()) == 0) {
@@ -402,7 +391,6 @@ void IpPortTreeWidget::upItem()
 
 void IpPortTreeWidget::downItem()
 {
-    ColumnSizer::flush(this);
     SignalBlock blocker(this);
     const QList<QTreeWidgetItem*> rows = selectedItems();
     if (rows.isEmpty() || indexOfTopLevelItem(rows.last()) == topLevelItemCount() - 1) {
@@ -421,7 +409,6 @@ void IpPortTreeWidget::downItem()
 
 void IpPortTreeWidget::reset()
 {
-    ColumnSizer::flush(this);
     masterItem = nullptr;
     // clear() resets the model, which calls reset() again; that inner call
     // finds the tree empty.
@@ -439,7 +426,6 @@ void IpPortTreeWidget::reset()
 
 void IpPortTreeWidget::contextMenuEvent(QContextMenuEvent* event)
 {
-    ColumnSizer::flush(this);
     SignalBlock blocker(this);
     QTreeWidgetItem* row = itemAt(event->pos());
     QMenu menu(this);
