@@ -207,7 +207,6 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
     // This node's entries, each once, with its first row and the number of
     // nodes holding it.
     struct Loaded {
-        Entry entry;
         int row;
         int nodes;
     };
@@ -220,9 +219,7 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
         if (!readEntry(text, &entry))
             continue;
         entries.append(entry);
-        const RowTable::Counted counted = table.countIn(entry);
-        if (counted.firstLoad)
-            allEntries.insert(entry);
+        const int nodes = table.countIn(entry);
 
         int row = table.first(entry);
         if (row < 0) {
@@ -247,8 +244,8 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
                 setAsMaster(item);
             }
         }
-        if (counted.nodes > 0)
-            distinct.append({ entry, row, counted.nodes });
+        if (nodes > 0)
+            distinct.append({ row, nodes });
     }
     if (!created.isEmpty())
         addTopLevelItems(created);
@@ -259,13 +256,10 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
     // node's. Each update recomputes the coverage from the loaded lists
     // alone, overriding what the user or insertItem() set: the first row of
     // a common entry checked, every other row partially checked.
-    commonEntries.clear();
     QVector<int> commonRows;
     for (const Loaded& loaded : qAsConst(distinct)) {
-        if (loaded.nodes == nodeEntries.size()) {
-            commonEntries.insert(loaded.entry);
+        if (loaded.nodes == nodeEntries.size())
             commonRows.append(loaded.row);
-        }
     }
     if (table.isFlat()) {
         table.setCoverage(commonRows);
@@ -418,8 +412,6 @@ void IpPortTreeWidget::reset()
     // follow a model reset, so the base class runs too.
     QTreeWidget::reset();
     setEnabled(true);
-    commonEntries.clear();
-    allEntries.clear();
     nodeEntries.clear();
     RowTable::of(this).forgetNodes();
 }
