@@ -36,10 +36,14 @@
 #include <QStyledItemDelegate>
 #include <QTreeWidget>
 
+#include <memory>
+
 class QContextMenuEvent;
 
 /// Widgets and panes of the configuration dialogs.
 namespace kqgui {
+
+class IpPortTreeWidgetPrivate;
 
 /// The tree's item editor: the default line edit, restricted in column 0 to
 /// IPv4 addresses (four decimal octets 0..255, leading zeros allowed) and in
@@ -186,13 +190,8 @@ protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
 
 private:
-    QList<kq::IPAddress> localAddresses;
-    QMap<QString, QList<Entry>> nodeEntries;
-    QSet<Entry> commonEntries;
-    QSet<Entry> allEntries;
-    int masterPort;
-    QTreeWidgetItem* masterItem;
-    myStyledItemDelegate delegate;
+    Q_DISABLE_COPY(IpPortTreeWidget)
+    std::unique_ptr<IpPortTreeWidgetPrivate> const d;
 };
 
 } // namespace kqgui

@@ -144,12 +144,6 @@ namespace ipport {
             [this] { m_headerHint[0] = m_headerHint[1] = -1; });
     }
 
-    ColumnSizer& ColumnSizer::of(QTreeWidget* tree)
-    {
-        auto* sizer = static_cast<ColumnSizer*>(ModelFollower::find(tree, kSizerName, tree->model()));
-        return sizer ? *sizer : *new ColumnSizer(tree);
-    }
-
     void ColumnSizer::sizeColumns(bool flat, bool exact)
     {
         refresh();

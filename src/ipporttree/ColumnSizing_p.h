@@ -100,9 +100,6 @@ namespace ipport {
     public:
         explicit ColumnSizer(QTreeWidget* tree);
 
-        // The tree's sizer (made on first use).
-        static ColumnSizer& of(QTreeWidget* tree);
-
         // `flat`: no row has rows below it. `exact`: the tree is of its own
         // class, not a subclass that might size cells its own way.
         void sizeColumns(bool flat, bool exact);

@@ -1,8 +1,5 @@
-#include <ConfigDialogs/IpPortTreeWidget.h>
-
-#include "ipporttree/ColumnSizing_p.h"
+#include "ipporttree/IpPortTreeWidget_p.h"
 #include "ipporttree/EntryText_p.h"
-#include "ipporttree/RowTable_p.h"
 
 #include <kq/NodeDB.h>
 
@@ -118,13 +115,18 @@ QSize myStyledItemDelegate::sizeHint(const QStyleOptionViewItem& option, const Q
     return size;
 }
 
+IpPortTreeWidgetPrivate::IpPortTreeWidgetPrivate(IpPortTreeWidget* tree)
+    : localAddresses(kq::IPAddress::enumLocalAddresses())
+    , table(tree)
+    , sizer(tree)
+{
+}
+
 IpPortTreeWidget::IpPortTreeWidget(QWidget* parent)
     : QTreeWidget(parent)
-    , localAddresses(kq::IPAddress::enumLocalAddresses())
-    , masterPort(0)
-    , masterItem(nullptr)
+    , d(std::make_unique<IpPortTreeWidgetPrivate>(this))
 {
-    setItemDelegate(&delegate);
+    setItemDelegate(&d->delegate);
     setHeaderLabels({ tr("Ip"), tr("Port") });
     connect(this, &QTreeWidget::itemChanged, this, &IpPortTreeWidget::wigdetItemChanged);
     connect(this, &QTreeWidget::itemDoubleClicked, this, &IpPortTreeWidget::setItemEditable);
@@ -134,26 +136,26 @@ IpPortTreeWidget::~IpPortTreeWidget() = default;
 
 QStringList IpPortTreeWidget::splitIpPort(QString& entry) { return splitEntryText(entry); }
 
-int IpPortTreeWidget::fetchPort() const { return masterPort; }
+int IpPortTreeWidget::fetchPort() const { return d->masterPort; }
 
-QTreeWidgetItem* IpPortTreeWidget::masterRow() const { return masterItem; }
+QTreeWidgetItem* IpPortTreeWidget::masterRow() const { return d->masterItem; }
 
 void IpPortTreeWidget::replaceRows(const QList<QTreeWidgetItem*>& rows, QTreeWidgetItem* master)
 {
-    const int oldPort = masterPort;
+    const int oldPort = d->masterPort;
     {
         const SignalBlock blocker(this);
         // The old master goes with the other rows; nothing may touch it.
-        masterItem = nullptr;
+        d->masterItem = nullptr;
         for (int i = topLevelItemCount() - 1; i >= 0; --i)
             delete takeTopLevelItem(i);
         addTopLevelItems(rows);
         if (master && indexOfTopLevelItem(master) >= 0) {
-            masterItem = master;
-            masterPort = master->data(kPortColumn, Qt::UserRole).toInt();
+            d->masterItem = master;
+            d->masterPort = master->data(kPortColumn, Qt::UserRole).toInt();
         }
     }
-    if (masterPort != oldPort)
+    if (d->masterPort != oldPort)
         Q_EMIT masterPortChanged();
 }
 
@@ -161,7 +163,7 @@ void IpPortTreeWidget::setAsMaster(QTreeWidgetItem* item)
 {
     if (!item || indexOfTopLevelItem(item) < 0)
         return;
-    QTreeWidgetItem* const oldMaster = masterItem;
+    QTreeWidgetItem* const oldMaster = d->masterItem;
     {
         const SignalBlock blocker(this);
         // The former master may have been deleted behind the tree's back;
@@ -172,11 +174,11 @@ void IpPortTreeWidget::setAsMaster(QTreeWidgetItem* item)
             blank.fill(Qt::transparent);
             oldMaster->setData(kPortColumn, Qt::DecorationRole, QIcon(blank));
         }
-        masterItem = item;
+        d->masterItem = item;
         item->setData(kPortColumn, Qt::DecorationRole, masterIcon());
         item->setData(kPortColumn, Qt::ToolTipRole,
             tr("Use as port in: \"Velcor->Options->Tools->Alarm settings->Alarm messages\""));
-        masterPort = item->data(kPortColumn, Qt::UserRole).toInt();
+        d->masterPort = item->data(kPortColumn, Qt::UserRole).toInt();
     }
     if (oldMaster && oldMaster != item)
         Q_EMIT masterPortChanged();
@@ -190,11 +192,11 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
         return;
     }
 
-    RowTable& table = RowTable::of(this);
+    RowTable& table = d->table;
 
     // The node's earlier entries leave the per-entry node counts.
-    const auto earlier = nodeEntries.constFind(nodeId);
-    if (earlier != nodeEntries.cend()) {
+    const auto earlier = d->nodeEntries.constFind(nodeId);
+    if (earlier != d->nodeEntries.cend()) {
         table.beginNode();
         for (const Entry& entry : *earlier)
             table.countOut(entry);
@@ -238,7 +240,7 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
             row = table.addPending(item, entry, written ? text : QString());
             // Whether the address equals any of the local ones: the order of
             // comparing does not change the answer.
-            if (!masterItem && localAddresses.contains(kq::IPAddress(entry.first))) {
+            if (!d->masterItem && d->localAddresses.contains(kq::IPAddress(entry.first))) {
                 addTopLevelItems(created);
                 created.clear();
                 setAsMaster(item);
@@ -249,7 +251,7 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
     }
     if (!created.isEmpty())
         addTopLevelItems(created);
-    nodeEntries.insert(nodeId, entries);
+    d->nodeEntries.insert(nodeId, entries);
 
     // An entry is common when every loaded node holds it (a node remembered
     // with an empty list holds none), so all common entries are among this
@@ -258,7 +260,7 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
     // a common entry checked, every other row partially checked.
     QVector<int> commonRows;
     for (const Loaded& loaded : qAsConst(distinct)) {
-        if (loaded.nodes == nodeEntries.size())
+        if (loaded.nodes == d->nodeEntries.size())
             commonRows.append(loaded.row);
     }
     if (table.isFlat()) {
@@ -277,7 +279,7 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
     }
 
     // Subclasses may size cells their own way; Qt's sizing asks them.
-    ColumnSizer::of(this).sizeColumns(table.isFlat(), typeid(*this) == typeid(IpPortTreeWidget));
+    d->sizer.sizeColumns(table.isFlat(), typeid(*this) == typeid(IpPortTreeWidget));
 }
 
 void IpPortTreeWidget::update(const ListProperty*) { }
@@ -288,11 +290,11 @@ void IpPortTreeWidget::setConfigSessionProperty(ListProperty* property, QString 
 {
     if (!property)
         return;
-    RowTable& table = RowTable::of(this);
+    RowTable& table = d->table;
     // operator[] on purpose: a node never loaded gets an empty list when a
     // partially checked row asks for it, which then takes part in the next
     // update()'s common entries.
-    const QVector<int> rows = table.rowsToWrite([&]() -> const QList<Entry>& { return nodeEntries[nodeId]; });
+    const QVector<int> rows = table.rowsToWrite([&]() -> const QList<Entry>& { return d->nodeEntries[nodeId]; });
     ListProperty::ValueType& list = property->value();
     list.clear();
     list.reserve(rows.size());
@@ -328,7 +330,7 @@ void IpPortTreeWidget::wigdetItemChanged(QTreeWidgetItem* item, int)
         item->setData(kAddressColumn, Qt::UserRole, address);
         item->setData(kPortColumn, Qt::UserRole, port);
     }
-    if (item == masterItem)
+    if (item == d->masterItem)
         setAsMaster(item);
 }
 
@@ -363,7 +365,7 @@ void IpPortTreeWidget::removeItem()
     const SignalBlock blocker(this);
     const QList<QTreeWidgetItem*> rows = selectedItems();
     for (QTreeWidgetItem* row : rows) {
-        if (row != masterItem)
+        if (row != d->masterItem)
             delete takeTopLevelItem(indexOfTopLevelItem(row));
     }
 }
@@ -403,7 +405,7 @@ void IpPortTreeWidget::downItem()
 
 void IpPortTreeWidget::reset()
 {
-    masterItem = nullptr;
+    d->masterItem = nullptr;
     // clear() resets the model, which calls reset() again; that inner call
     // finds the tree empty.
     if (topLevelItemCount() > 0)
@@ -412,8 +414,8 @@ void IpPortTreeWidget::reset()
     // follow a model reset, so the base class runs too.
     QTreeWidget::reset();
     setEnabled(true);
-    nodeEntries.clear();
-    RowTable::of(this).forgetNodes();
+    d->nodeEntries.clear();
+    d->table.forgetNodes();
 }
 
 void IpPortTreeWidget::contextMenuEvent(QContextMenuEvent* event)

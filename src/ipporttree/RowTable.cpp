@@ -15,12 +15,6 @@ namespace ipport {
     {
     }
 
-    RowTable& RowTable::of(QTreeWidget* tree)
-    {
-        auto* table = static_cast<RowTable*>(ModelFollower::find(tree, kTableName, tree->model()));
-        return table ? *table : *new RowTable(tree);
-    }
-
     int RowTable::first(const Entry& entry)
     {
         refresh();

@@ -34,9 +34,6 @@ namespace ipport {
 
         explicit RowTable(QTreeWidget* tree);
 
-        // The tree's table (made on first use).
-        static RowTable& of(QTreeWidget* tree);
-
         // The first row holding the committed entry, or -1.
         int first(const Entry& entry);
 
