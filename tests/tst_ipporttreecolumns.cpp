@@ -15,6 +15,7 @@
 #include "ipporttree_testsupport.h"
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 using kqgui::IpPortTreeWidget;
@@ -49,6 +50,21 @@ std::unique_ptr<IpPortTreeWidget::ListProperty> load(IpPortTreeWidget& tree, int
     auto list = kqtest::makeTargets(entriesOf(k, own));
     tree.update(list.get(), nodeId(k));
     return list;
+}
+
+// Loads `nodes` nodes of six entries of their own, gives the address of
+// `row` a font three times as large, the widest cell by far, and loads the
+// first node again.
+Lists loadWithWideRow(IpPortTreeWidget& tree, int nodes, int row)
+{
+    Lists lists;
+    for (int k = 0; k < nodes; ++k)
+        lists.push_back(load(tree, k, 6));
+    QFont big = tree.font();
+    big.setPointSize(big.pointSize() * 3);
+    tree.topLevelItem(row)->setFont(0, big);
+    lists.push_back(load(tree, 0, 6));
+    return lists;
 }
 
 // Empty when the tree's widths are those Qt's sizing gives it now; else
@@ -88,6 +104,19 @@ class OwnSizingTree : public IpPortTreeWidget {
 protected:
     int sizeHintForColumn(int column) const override { return 300 + column; }
 };
+
+// The columns `column` and "nodes", and a data row per case with a few
+// rows, and another with 1200 rows (past the thousand Qt's sizing looks at).
+template <class Case>
+void addRowsSmallAndLarge(const char* column, const std::vector<std::pair<const char*, Case>>& cases)
+{
+    QTest::addColumn<Case>(column);
+    QTest::addColumn<int>("nodes");
+    for (const auto& c : cases) {
+        QTest::newRow(c.first) << c.second << 4;
+        QTest::newRow(qPrintable(QStringLiteral("%1, 1200 rows").arg(QLatin1String(c.first)))) << c.second << kNodes;
+    }
+}
 
 enum class Change { Font, StyleSheet, IconSize, Indentation, Undecorated, Style, RightToLeft, WordWrap };
 enum class Extra { HiddenRow, SpannedRow, PersistentEditor, IndexWidget, RowDelegate, ColumnDelegate };
@@ -285,14 +314,8 @@ private Q_SLOTS:
         QFETCH(bool, move);
 
         IpPortTreeWidget tree;
-        Lists lists;
-        for (int k = 0; k < nodes; ++k)
-            lists.push_back(load(tree, k, 6));
+        Lists lists = loadWithWideRow(tree, nodes, 2);
         QTreeWidgetItem* widest = tree.topLevelItem(2);
-        QFont big = tree.font();
-        big.setPointSize(big.pointSize() * 3);
-        widest->setFont(0, big);
-        lists.push_back(load(tree, 0, 6));
         const int before = tree.columnWidth(0);
         VERIFY_SIZED_AS_QT(tree);
 
@@ -312,21 +335,10 @@ private Q_SLOTS:
     // The tree's look changed between two loads.
     void lookChanged_data()
     {
-        QTest::addColumn<Change>("change");
-        QTest::addColumn<int>("nodes");
-
-        const struct {
-            const char* name;
-            Change change;
-        } changes[] = { { "larger font", Change::Font }, { "style sheet", Change::StyleSheet },
+        addRowsSmallAndLarge<Change>("change", { { "larger font", Change::Font }, { "style sheet", Change::StyleSheet },
             { "icon size", Change::IconSize }, { "indentation", Change::Indentation },
             { "root undecorated", Change::Undecorated }, { "another style", Change::Style },
-            { "right to left", Change::RightToLeft }, { "word wrap", Change::WordWrap } };
-        for (const auto& c : changes) {
-            QTest::newRow(c.name) << c.change << 4;
-            QTest::newRow(qPrintable(QStringLiteral("%1, 1200 rows").arg(QLatin1String(c.name))))
-                << c.change << kNodes;
-        }
+            { "right to left", Change::RightToLeft }, { "word wrap", Change::WordWrap } });
     }
 
     void lookChanged()
@@ -388,20 +400,9 @@ private Q_SLOTS:
     // editors kept open, delegates of a row or column.
     void viewState_data()
     {
-        QTest::addColumn<Extra>("extra");
-        QTest::addColumn<int>("nodes");
-
-        const struct {
-            const char* name;
-            Extra extra;
-        } extras[] = { { "hidden row", Extra::HiddenRow }, { "spanned row", Extra::SpannedRow },
+        addRowsSmallAndLarge<Extra>("extra", { { "hidden row", Extra::HiddenRow }, { "spanned row", Extra::SpannedRow },
             { "persistent editor", Extra::PersistentEditor }, { "index widget", Extra::IndexWidget },
-            { "row delegate", Extra::RowDelegate }, { "column delegate", Extra::ColumnDelegate } };
-        for (const auto& e : extras) {
-            QTest::newRow(e.name) << e.extra << 4;
-            QTest::newRow(qPrintable(QStringLiteral("%1, 1200 rows").arg(QLatin1String(e.name))))
-                << e.extra << kNodes;
-        }
+            { "row delegate", Extra::RowDelegate }, { "column delegate", Extra::ColumnDelegate } });
     }
 
     void viewState()
@@ -411,15 +412,8 @@ private Q_SLOTS:
 
         WideDelegate wide; // outlives the tree
         IpPortTreeWidget tree;
-        Lists lists;
-        for (int k = 0; k < nodes; ++k)
-            lists.push_back(load(tree, k, 6));
-        // The widest row of the address column, made the widest by far.
+        Lists lists = loadWithWideRow(tree, nodes, 3);
         QTreeWidgetItem* row = tree.topLevelItem(3);
-        QFont big = tree.font();
-        big.setPointSize(big.pointSize() * 3);
-        row->setFont(0, big);
-        lists.push_back(load(tree, 0, 6));
         VERIFY_SIZED_AS_QT(tree);
 
         auto* label = new QLabel(QStringLiteral("a label wider than any address in the tree"));
