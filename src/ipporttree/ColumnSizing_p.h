@@ -86,16 +86,20 @@ namespace ipport {
     // per row, where Qt's sizing measures up to a thousand rows per column
     // on every call.
     //
-    // Which rows Qt measures: QTreeView::sizeHintForColumn() looks at the
-    // rows in view and then at their neighbours, one above and one below in
-    // turn, until it has measured QHeaderView::resizeContentsPrecision() of
-    // them (1000 unless set), counting the last row in view twice; when the
-    // last row is in view it takes the rows up to the last but one instead.
-    // With fewer rows than the precision that is every row; with the view
-    // at the top and more rows than fit in it, the first precision - 1 rows.
-    // Those are the two cases measured here; in any other (scrolled with
-    // many rows, rows hidden, spanned or below other rows, editors kept
-    // open, a subclass of the tree) Qt's own sizing runs, with the memo.
+    // Which rows Qt measures (logged on Qt 5.15 and 6.4):
+    // QTreeView::sizeHintForColumn() takes the rows in view, then their
+    // neighbours, one above and one below in turn, until it has measured
+    // QHeaderView::resizeContentsPrecision() of them (1000 unless set),
+    // counting the last row in view twice; when the last row is in view, it
+    // takes the precision rows before the last row instead. With fewer rows
+    // than the precision that is every row; with the view at the top and
+    // more rows than fit in it, the first precision - 1 rows. Those two cases
+    // are measured here; in any other (scrolled with many rows, rows hidden,
+    // spanned or below other rows, editors kept open, a subclass of the tree,
+    // a header that laying the view out would widen or narrow) Qt's own
+    // sizing runs, with the memo. A delegate set on a row after the row was
+    // measured is noticed when the row is measured again: Qt announces it to
+    // nobody.
     class ColumnSizer : public kq::ModelFollower {
     public:
         explicit ColumnSizer(QTreeWidget* tree);
