@@ -87,9 +87,9 @@ QString differenceFromQt(QTreeWidget& tree)
 }
 
 #define VERIFY_SIZED_AS_QT(tree)                                                                             \
-    do {                                                                                                   \
-        const QString difference = differenceFromQt(tree);                                                 \
-        QVERIFY2(difference.isEmpty(), qPrintable(difference));                                            \
+    do {                                                                                                     \
+        const QString difference = differenceFromQt(tree);                                                   \
+        QVERIFY2(difference.isEmpty(), qPrintable(difference));                                              \
     } while (false)
 
 // Sizes every cell its own way: wider than any text.
@@ -114,7 +114,8 @@ void addRowsSmallAndLarge(const char* column, const std::vector<std::pair<const 
     QTest::addColumn<int>("nodes");
     for (const auto& c : cases) {
         QTest::newRow(c.first) << c.second << 4;
-        QTest::newRow(qPrintable(QStringLiteral("%1, 1200 rows").arg(QLatin1String(c.first)))) << c.second << kNodes;
+        QTest::newRow(qPrintable(QStringLiteral("%1, 1200 rows").arg(QLatin1String(c.first))))
+            << c.second << kNodes;
     }
 }
 
@@ -160,7 +161,8 @@ private Q_SLOTS:
         QTest::newRow("200 nodes shown") << kNodes << 6 << small << true << false << 1000 << 0 << 13;
         QTest::newRow("200 nodes, header hidden") << kNodes << 6 << small << true << true << 1000 << 0 << 13;
         QTest::newRow("166 nodes: 997 to 1003 rows") << 167 << 6 << none << false << false << 1000 << 0 << 1;
-        QTest::newRow("taller than its rows") << kNodes << 6 << QSize(400, 40000) << false << false << 1000 << 0 << 13;
+        QTest::newRow("taller than its rows")
+            << kNodes << 6 << QSize(400, 40000) << false << false << 1000 << 0 << 13;
         QTest::newRow("scrolled halfway") << kNodes << 6 << small << true << false << 1000 << 1 << 13;
         QTest::newRow("scrolled to the bottom") << kNodes << 6 << small << true << false << 1000 << 2 << 13;
         QTest::newRow("precision 10") << 20 << 3 << small << true << false << 10 << 0 << 1;
@@ -202,6 +204,29 @@ private Q_SLOTS:
                 VERIFY_SIZED_AS_QT(tree);
         }
         QCOMPARE(tree.topLevelItemCount(), 1 + nodes * own);
+    }
+
+    // The tree resized while not shown, between loads that add rows and
+    // loads that add none: the port column, stretched over what the
+    // address column leaves, follows the header's width as Qt lays it out.
+    void resizedWhileNotShown()
+    {
+        IpPortTreeWidget tree;
+        Lists lists;
+        for (int k = 0; k < 4; ++k)
+            lists.push_back(load(tree, k, 6));
+        VERIFY_SIZED_AS_QT(tree);
+        for (const QSize& size : { QSize(900, 300), QSize(300, 900), QSize(500, 40) }) {
+            tree.resize(size);
+            lists.push_back(load(tree, 0, 6));
+            VERIFY_SIZED_AS_QT(tree);
+            tree.resize(size + QSize(37, 11));
+            lists.push_back(load(tree, 0, 6));
+            lists.push_back(load(tree, 10 + size.width() / 100, 6));
+            VERIFY_SIZED_AS_QT(tree);
+            lists.push_back(load(tree, 20 + size.width() / 100, 6));
+            VERIFY_SIZED_AS_QT(tree);
+        }
     }
 
     // A tree that has never held rows: the header alone decides.
@@ -270,7 +295,8 @@ private Q_SLOTS:
 
         odd->setData(column, role, value);
         lists.push_back(load(tree, 7, 30));
-        QVERIFY2(tree.columnWidth(column) > qMax(ordinary, plain), "the odd cell is the widest of its column");
+        QVERIFY2(
+            tree.columnWidth(column) > qMax(ordinary, plain), "the odd cell is the widest of its column");
         VERIFY_SIZED_AS_QT(tree);
     }
 
@@ -335,10 +361,11 @@ private Q_SLOTS:
     // The tree's look changed between two loads.
     void lookChanged_data()
     {
-        addRowsSmallAndLarge<Change>("change", { { "larger font", Change::Font }, { "style sheet", Change::StyleSheet },
-            { "icon size", Change::IconSize }, { "indentation", Change::Indentation },
-            { "root undecorated", Change::Undecorated }, { "another style", Change::Style },
-            { "right to left", Change::RightToLeft }, { "word wrap", Change::WordWrap } });
+        addRowsSmallAndLarge<Change>("change",
+            { { "larger font", Change::Font }, { "style sheet", Change::StyleSheet },
+                { "icon size", Change::IconSize }, { "indentation", Change::Indentation },
+                { "root undecorated", Change::Undecorated }, { "another style", Change::Style },
+                { "right to left", Change::RightToLeft }, { "word wrap", Change::WordWrap } });
     }
 
     void lookChanged()
@@ -400,9 +427,10 @@ private Q_SLOTS:
     // editors kept open, delegates of a row or column.
     void viewState_data()
     {
-        addRowsSmallAndLarge<Extra>("extra", { { "hidden row", Extra::HiddenRow }, { "spanned row", Extra::SpannedRow },
-            { "persistent editor", Extra::PersistentEditor }, { "index widget", Extra::IndexWidget },
-            { "row delegate", Extra::RowDelegate }, { "column delegate", Extra::ColumnDelegate } });
+        addRowsSmallAndLarge<Extra>("extra",
+            { { "hidden row", Extra::HiddenRow }, { "spanned row", Extra::SpannedRow },
+                { "persistent editor", Extra::PersistentEditor }, { "index widget", Extra::IndexWidget },
+                { "row delegate", Extra::RowDelegate }, { "column delegate", Extra::ColumnDelegate } });
     }
 
     void viewState()

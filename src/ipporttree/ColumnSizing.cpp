@@ -157,7 +157,11 @@ namespace ipport {
             m_tree->resizeColumnToContents(kAddressColumn);
             m_tree->resizeColumnToContents(kPortColumn);
             m_tree->setColumnWidth(kAddressColumn, m_tree->columnWidth(kAddressColumn) + 20);
-            m_laidOutSize = m_tree->size();
+            // Rows that came or went left the view a layout to do, which
+            // Qt's sizing has just done for the tree as large as it is now.
+            if (m_rowsMoved)
+                m_laidOutSize = m_tree->size();
+            m_rowsMoved = false;
             return;
         }
         // Qt answers -1 for a tree without rows: the header decides then.
@@ -391,6 +395,7 @@ namespace ipport {
     {
         m_rows.assign(size_t(m_tree->topLevelItemCount()), Row {});
         m_summary = Summary {};
+        m_rowsMoved = true;
     }
 
     bool ColumnSizer::modelOutOfStep() const { return m_rows.size() != size_t(m_tree->topLevelItemCount()); }
@@ -404,6 +409,7 @@ namespace ipport {
             return;
         }
         m_rows.insert(m_rows.begin() + first, size_t(last - first + 1), Row {});
+        m_rowsMoved = true;
         if (first < m_summary.rows)
             m_summary = Summary {};
     }
@@ -417,6 +423,7 @@ namespace ipport {
             return;
         }
         m_rows.erase(m_rows.begin() + first, m_rows.begin() + last + 1);
+        m_rowsMoved = true;
         if (first < m_summary.rows)
             m_summary = Summary {};
     }

@@ -158,8 +158,8 @@ namespace ipport {
         bool modelOutOfStep() const override;
         void onRowsInserted(const QModelIndex& parent, int first, int last) override;
         void onRowsRemoved(const QModelIndex& parent, int first, int last) override;
-        void onDataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight,
-            const QVector<int>& roles) override;
+        void onDataChanged(
+            const QModelIndex& topLeft, const QModelIndex& bottomRight, const QVector<int>& roles) override;
 
         QTreeWidget* m_tree;
         std::vector<Row> m_rows;
@@ -170,7 +170,8 @@ namespace ipport {
         QVector<QMetaObject::Connection> m_delegateConnections;
         HeaderLook m_headerLook;
         int m_headerHint[2] = { -1, -1 }; // -1: not known
-        QSize m_laidOutSize; // the tree's size when Qt's sizing last ran
+        QSize m_laidOutSize; // the tree's size when Qt's sizing last laid it out
+        bool m_rowsMoved = true; // rows came or went since Qt's sizing last ran
     };
 
 } // namespace ipport

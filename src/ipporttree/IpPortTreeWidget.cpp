@@ -1,4 +1,5 @@
 #include "ipporttree/IpPortTreeWidget_p.h"
+
 #include "ipporttree/EntryText_p.h"
 
 #include <kq/NodeDB.h>
@@ -294,7 +295,8 @@ void IpPortTreeWidget::setConfigSessionProperty(ListProperty* property, QString 
     // operator[] on purpose: a node never loaded gets an empty list when a
     // partially checked row asks for it, which then takes part in the next
     // update()'s common entries.
-    const QVector<int> rows = table.rowsToWrite([&]() -> const QList<Entry>& { return d->nodeEntries[nodeId]; });
+    const QVector<int> rows
+        = table.rowsToWrite([&]() -> const QList<Entry>& { return d->nodeEntries[nodeId]; });
     ListProperty::ValueType& list = property->value();
     list.clear();
     list.reserve(rows.size());
