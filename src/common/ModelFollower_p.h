@@ -1,9 +1,8 @@
 // The skeleton of the library's indexes over an item model: the value index
-// of list widgets and combo boxes, and the IP/port tree's row table and column
-// sizer. Each is
-// a helper object that a widget keeps and that follows the widget's model
-// through its change signals, so that questions about the rows cost a hash
-// lookup instead of a walk over every row.
+// of list widgets and combo boxes, and the IP/port tree's row table and
+// column sizer. Each is a helper object that a widget keeps and that follows
+// the widget's model through its change signals, so that questions about the
+// rows cost a hash lookup instead of a walk over every row.
 #pragma once
 
 #include <QAbstractItemModel>
