@@ -1,14 +1,10 @@
 // Lookups by raw value follow every change other code makes to a list
 // widget's or combo box's items, and answer exactly as a scan from the first
-// entry (QComboBox::findData for combo boxes) would. The IP/port tree sizes
-// its columns as Qt's own sizing does once loading is over.
+// entry (QComboBox::findData for combo boxes) would.
 #include "propertywidgets/PropertyWidgets_p.h"
-
-#include "ipporttree_testsupport.h"
 
 #include <QApplication>
 #include <QComboBox>
-#include <QHeaderView>
 #include <QListWidget>
 #include <QRandomGenerator>
 #include <QStandardItemModel>
@@ -176,150 +172,6 @@ private Q_SLOTS:
         model->item(0)->child(0)->setData(QStringLiteral("1"), Qt::UserRole);
         box.setRootModelIndex(model->index(0, 0));
         QCOMPARE(kq::findData(&box, QStringLiteral("1")), box.findData(QStringLiteral("1"), Qt::UserRole));
-    }
-
-    void treeColumnsSizedAsQtSizesThem()
-    {
-        kqtest::insertNodes({ QStringLiteral("size-a"), QStringLiteral("size-b") });
-        const auto list = &kqtest::makeTargets;
-
-        kqgui::IpPortTreeWidget tree;
-        const auto a = list({ QStringLiteral("10.0.0.1:80") });
-        const auto b = list({ QStringLiteral("192.168.100.200:65000"), QStringLiteral("10.0.0.1:80") });
-        tree.update(a.get(), QStringLiteral("size-a"));
-        tree.update(b.get(), QStringLiteral("size-b"));
-        QCoreApplication::processEvents();
-        const int address = tree.columnWidth(0);
-        const int port = tree.columnWidth(1);
-
-        // Qt's own sizing of the same rows, done now (the port column is the
-        // last one and stretches over what the address column leaves).
-        tree.resizeColumnToContents(0);
-        tree.resizeColumnToContents(1);
-        tree.setColumnWidth(0, tree.columnWidth(0) + 20);
-        QCOMPARE(address, tree.columnWidth(0));
-        QCOMPARE(port, tree.columnWidth(1));
-        QVERIFY(address > 20);
-
-        // Any other call on the tree sizes first: a wider entry loaded, then
-        // the write-back.
-        const auto c = list({ QStringLiteral("192.168.100.200:65000"), QStringLiteral("255.255.255.255:1") });
-        tree.update(c.get(), QStringLiteral("size-a"));
-        const auto out = list({});
-        tree.setConfigSessionProperty(out.get(), QStringLiteral("size-a"));
-        const int after = tree.columnWidth(0);
-        tree.resizeColumnToContents(0);
-        QCOMPARE(after, tree.columnWidth(0) + 20);
-    }
-
-    // Cells that look alike are measured once per sizing pass; cells that
-    // differ in any way that changes their size are still measured on their
-    // own. The odd cell follows ordinary cells of the same text, the widest
-    // text of the column, and is
-    // wider than they are, so a memo that mixed them up would size the column
-    // too narrow. Compared with Qt's own sizing, on the tree itself and on a
-    // plain QTreeWidget holding copies of the rows.
-    void treeSizingTellsLookalikeCellsApart_data()
-    {
-        QTest::addColumn<int>("column");
-        QTest::addColumn<int>("role");
-        QTest::addColumn<QVariant>("value");
-
-        QFont big = QApplication::font();
-        big.setPointSize(big.pointSize() * 3);
-        QFont spaced = QApplication::font();
-        spaced.setLetterSpacing(QFont::AbsoluteSpacing, 12);
-        QPixmap wide(48, 8);
-        wide.fill(Qt::red);
-
-        QTest::newRow("larger font") << 1 << int(Qt::FontRole) << QVariant(big);
-        QTest::newRow("letter spacing") << 1 << int(Qt::FontRole) << QVariant(spaced);
-        QTest::newRow("icon") << 1 << int(Qt::DecorationRole) << QVariant(QIcon(wide));
-        QTest::newRow("check box") << 1 << int(Qt::CheckStateRole) << QVariant(int(Qt::Checked));
-        QTest::newRow("size hint") << 1 << int(Qt::SizeHintRole) << QVariant(QSize(260, 20));
-        QTest::newRow("address font") << 0 << int(Qt::FontRole) << QVariant(big);
-    }
-
-    void treeSizingTellsLookalikeCellsApart()
-    {
-        QFETCH(int, column);
-        QFETCH(int, role);
-        QFETCH(QVariant, value);
-
-        kqgui::IpPortTreeWidget tree;
-        auto lists = loadAlikeRows(tree);
-        const int ordinary = qtWidth(tree, column);
-
-        // Set behind the tree's back while its sizing is still pending.
-        tree.topLevelItem(151)->setData(column, role, value);
-        QCOMPARE(tree.topLevelItem(151)->text(1), QStringLiteral("8080"));
-        const int expected = qtWidth(tree, column);
-        QVERIFY2(expected > ordinary, "the odd cell is the widest of its column");
-
-        QCoreApplication::processEvents();
-        QCOMPARE(tree.columnWidth(column), expected);
-    }
-
-    // A later pass measures anew: nothing carries over from the last one.
-    void treeSizingForgetsEarlierPasses()
-    {
-        kqgui::IpPortTreeWidget tree;
-        auto lists = loadAlikeRows(tree);
-        QCoreApplication::processEvents();
-        const int before = tree.columnWidth(1);
-        QCOMPARE(before, qtWidth(tree, 1));
-
-        QFont larger = tree.font();
-        larger.setPointSize(larger.pointSize() * 2);
-        tree.setFont(larger);
-        auto again = loadAlikeRows(tree);
-        const int expected = qtWidth(tree, 1);
-        QVERIFY(expected > before);
-        QCoreApplication::processEvents();
-        QCOMPARE(tree.columnWidth(1), expected);
-        QCOMPARE(tree.columnWidth(0), qtWidth(tree, 0));
-    }
-
-private:
-    // Six nodes of 31 entries: one shared, the rest their own, with ports
-    // 80 and 8080 repeated over the rows. Leaves the sizing pending.
-    static std::vector<std::unique_ptr<kqgui::IpPortTreeWidget::ListProperty>> loadAlikeRows(
-        kqgui::IpPortTreeWidget& tree)
-    {
-        QStringList ids;
-        for (int n = 0; n < 6; ++n)
-            ids.append(QStringLiteral("alike-%1").arg(n));
-        kqtest::insertNodes(ids);
-        tree.resize(320, 200);
-        // The port column keeps the width sized for it.
-        tree.header()->setStretchLastSection(false);
-        std::vector<std::unique_ptr<kqgui::IpPortTreeWidget::ListProperty>> lists;
-        for (int n = 0; n < ids.size(); ++n) {
-            QStringList entries { QStringLiteral("10.0.0.1:80") };
-            for (int j = 0; j < 30; ++j)
-                entries.append(QStringLiteral("10.%1.0.%2:%3").arg(n).arg(j + 1).arg(j % 3 ? 80 : 8080));
-            lists.push_back(kqtest::makeTargets(entries));
-            tree.update(lists.back().get(), ids.at(n));
-        }
-        if (tree.topLevelItemCount() != 1 + 6 * 30)
-            qFatal("loadAlikeRows: %d rows", tree.topLevelItemCount());
-        return lists;
-    }
-
-    // The width Qt's own sizing gives the column of a plain QTreeWidget with
-    // copies of the tree's rows, its font, size and header (20 pixels more
-    // for the address column, as the tree widens it).
-    static int qtWidth(const QTreeWidget& tree, int column)
-    {
-        QTreeWidget plain;
-        plain.resize(tree.size());
-        plain.setFont(tree.font());
-        plain.header()->setStretchLastSection(tree.header()->stretchLastSection());
-        plain.setHeaderLabels({ tree.headerItem()->text(0), tree.headerItem()->text(1) });
-        for (int row = 0; row < tree.topLevelItemCount(); ++row)
-            plain.addTopLevelItem(tree.topLevelItem(row)->clone());
-        plain.resizeColumnToContents(column);
-        return plain.columnWidth(column) + (column == 0 ? 20 : 0);
     }
 };
 

@@ -36,10 +36,14 @@
 #include <QStyledItemDelegate>
 #include <QTreeWidget>
 
+#include <memory>
+
 class QContextMenuEvent;
 
 /// Widgets and panes of the configuration dialogs.
 namespace kqgui {
+
+class IpPortTreeWidgetPrivate;
 
 /// The tree's item editor: the default line edit, restricted in column 0 to
 /// IPv4 addresses (four decimal octets 0..255, leading zeros allowed) and in
@@ -61,8 +65,8 @@ public:
     /// The base class's size hint. While an IpPortTreeWidget sizes its
     /// columns, cells whose style options agree in every field but the model
     /// index (text, font, check box, icon, palette, geometry...) share one
-    /// measurement, so a look is measured at most twice per sizing pass; at
-    /// any other time every call measures anew.
+    /// measurement, so a look is measured at most twice until the tree's
+    /// style changes; at any other time every call measures anew.
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 };
 
@@ -124,12 +128,10 @@ public:
     /// not a number loads as 0. An empty `nodeId`, an identifier the node
     /// database does not know, or a null `property` disable the widget (until
     /// reset()) and change nothing else. Emits nothing.
-    /// The columns are then sized to their contents (the address column 20
-    /// pixels wider), once per run of update() calls: before the tree next
-    /// gets an event, before its model is changed by anything else, before any
-    /// other member function runs, and when the event loop next runs. Reading
-    /// columnWidth() right after update() without any of these in between
-    /// gives the width from before the run.
+    /// Then sizes the columns as resizeColumnToContents() on both does, and
+    /// widens the address column by 20 pixels: columnWidth() read right after
+    /// gives the new widths. Rows measured by an earlier update() are not
+    /// measured again while their data and the tree's look stay the same.
     void update(const ListProperty* property, QString nodeId);
     /// Do nothing.
     void update(const ListProperty* property);
@@ -188,13 +190,8 @@ protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
 
 private:
-    QList<kq::IPAddress> localAddresses;
-    QMap<QString, QList<Entry>> nodeEntries;
-    QSet<Entry> commonEntries;
-    QSet<Entry> allEntries;
-    int masterPort;
-    QTreeWidgetItem* masterItem;
-    myStyledItemDelegate delegate;
+    Q_DISABLE_COPY(IpPortTreeWidget)
+    std::unique_ptr<IpPortTreeWidgetPrivate> const d;
 };
 
 } // namespace kqgui

@@ -36,8 +36,9 @@ ModelFollower::ModelFollower(QObject* owner, QAbstractItemModel* model, const ch
         [this](const QModelIndex& topLeft, const QModelIndex& bottomRight, const QVector<int>& roles) {
             onDataChanged(topLeft, bottomRight, roles);
         });
+    connect(model, &QAbstractItemModel::rowsRemoved, this,
+        [this](const QModelIndex& parent, int first, int last) { onRowsRemoved(parent, first, last); });
     const auto stale = [this] { markStale(); };
-    connect(model, &QAbstractItemModel::rowsRemoved, this, stale);
     connect(model, &QAbstractItemModel::rowsMoved, this, stale);
     connect(model, &QAbstractItemModel::columnsInserted, this, stale);
     connect(model, &QAbstractItemModel::columnsRemoved, this, stale);
@@ -76,6 +77,8 @@ ModelFollower* ModelFollower::find(const QObject* owner, const char* kind, const
 }
 
 void ModelFollower::onRowsInserted(const QModelIndex&, int, int) { markStale(); }
+
+void ModelFollower::onRowsRemoved(const QModelIndex&, int, int) { markStale(); }
 
 void ModelFollower::onDataChanged(const QModelIndex&, const QModelIndex&, const QVector<int>&)
 {

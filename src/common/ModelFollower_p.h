@@ -1,8 +1,8 @@
 // The skeleton of the library's indexes over an item model: the value index
-// of list widgets and combo boxes, and the IP/port tree's row table. Each is
-// a helper object that a widget keeps and that follows the widget's model
-// through its change signals, so that questions about the rows cost a hash
-// lookup instead of a walk over every row.
+// of list widgets and combo boxes, and the IP/port tree's row table and
+// column sizer. Each is a helper object that a widget keeps and that follows
+// the widget's model through its change signals, so that questions about the
+// rows cost a hash lookup instead of a walk over every row.
 #pragma once
 
 #include <QAbstractItemModel>
@@ -12,9 +12,9 @@
 namespace kq {
 
 // Follows `model` on behalf of `owner`: a child object of the owner, found
-// again through one registry by owner and kind. Rows inserted and data
-// changed are handed to the subclass as they come (by default they mark the
-// follower stale); every other structural change (rows removed or moved,
+// again through one registry by owner and kind. Rows inserted or removed and
+// data changed are handed to the subclass as they come (by default they mark
+// the follower stale); every other structural change (rows moved,
 // columns changed, a reset, a new layout) marks it stale, and refresh()
 // rebuilds it from the model before the next answer. Answers are therefore
 // those of a walk over the model; only the cost differs. A model whose
@@ -65,6 +65,7 @@ protected:
     // such as the row count); false by default.
     virtual bool modelOutOfStep() const { return false; }
     virtual void onRowsInserted(const QModelIndex& parent, int first, int last);
+    virtual void onRowsRemoved(const QModelIndex& parent, int first, int last);
     virtual void onDataChanged(
         const QModelIndex& topLeft, const QModelIndex& bottomRight, const QVector<int>& roles);
 

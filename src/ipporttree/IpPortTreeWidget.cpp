@@ -1,8 +1,6 @@
-#include <ConfigDialogs/IpPortTreeWidget.h>
+#include "ipporttree/IpPortTreeWidget_p.h"
 
-#include "ipporttree/ColumnSizing_p.h"
 #include "ipporttree/EntryText_p.h"
-#include "ipporttree/RowTable_p.h"
 
 #include <kq/NodeDB.h>
 
@@ -21,6 +19,8 @@
 #include <QStyle>
 #include <QTreeWidgetItemIterator>
 #include <QVector>
+
+#include <typeinfo>
 
 namespace kqgui {
 
@@ -116,56 +116,55 @@ QSize myStyledItemDelegate::sizeHint(const QStyleOptionViewItem& option, const Q
     return size;
 }
 
+IpPortTreeWidgetPrivate::IpPortTreeWidgetPrivate(IpPortTreeWidget* tree)
+    : localAddresses(kq::IPAddress::enumLocalAddresses())
+    , table(tree)
+    , sizer(tree)
+{
+}
+
 IpPortTreeWidget::IpPortTreeWidget(QWidget* parent)
     : QTreeWidget(parent)
-    , localAddresses(kq::IPAddress::enumLocalAddresses())
-    , masterPort(0)
-    , masterItem(nullptr)
+    , d(std::make_unique<IpPortTreeWidgetPrivate>(this))
 {
-    setItemDelegate(&delegate);
+    setItemDelegate(&d->delegate);
     setHeaderLabels({ tr("Ip"), tr("Port") });
     connect(this, &QTreeWidget::itemChanged, this, &IpPortTreeWidget::wigdetItemChanged);
     connect(this, &QTreeWidget::itemDoubleClicked, this, &IpPortTreeWidget::setItemEditable);
 }
 
-IpPortTreeWidget::~IpPortTreeWidget()
-{
-    // No sizing while the tree comes apart.
-    delete ColumnSizer::find(this);
-}
+IpPortTreeWidget::~IpPortTreeWidget() = default;
 
 QStringList IpPortTreeWidget::splitIpPort(QString& entry) { return splitEntryText(entry); }
 
-int IpPortTreeWidget::fetchPort() const { return masterPort; }
+int IpPortTreeWidget::fetchPort() const { return d->masterPort; }
 
-QTreeWidgetItem* IpPortTreeWidget::masterRow() const { return masterItem; }
+QTreeWidgetItem* IpPortTreeWidget::masterRow() const { return d->masterItem; }
 
 void IpPortTreeWidget::replaceRows(const QList<QTreeWidgetItem*>& rows, QTreeWidgetItem* master)
 {
-    ColumnSizer::flush(this);
-    const int oldPort = masterPort;
+    const int oldPort = d->masterPort;
     {
         const SignalBlock blocker(this);
         // The old master goes with the other rows; nothing may touch it.
-        masterItem = nullptr;
+        d->masterItem = nullptr;
         for (int i = topLevelItemCount() - 1; i >= 0; --i)
             delete takeTopLevelItem(i);
         addTopLevelItems(rows);
         if (master && indexOfTopLevelItem(master) >= 0) {
-            masterItem = master;
-            masterPort = master->data(kPortColumn, Qt::UserRole).toInt();
+            d->masterItem = master;
+            d->masterPort = master->data(kPortColumn, Qt::UserRole).toInt();
         }
     }
-    if (masterPort != oldPort)
+    if (d->masterPort != oldPort)
         Q_EMIT masterPortChanged();
 }
 
 void IpPortTreeWidget::setAsMaster(QTreeWidgetItem* item)
 {
-    ColumnSizer::flush(this);
     if (!item || indexOfTopLevelItem(item) < 0)
         return;
-    QTreeWidgetItem* const oldMaster = masterItem;
+    QTreeWidgetItem* const oldMaster = d->masterItem;
     {
         const SignalBlock blocker(this);
         // The former master may have been deleted behind the tree's back;
@@ -176,11 +175,11 @@ void IpPortTreeWidget::setAsMaster(QTreeWidgetItem* item)
             blank.fill(Qt::transparent);
             oldMaster->setData(kPortColumn, Qt::DecorationRole, QIcon(blank));
         }
-        masterItem = item;
+        d->masterItem = item;
         item->setData(kPortColumn, Qt::DecorationRole, masterIcon());
         item->setData(kPortColumn, Qt::ToolTipRole,
             tr("Use as port in: \"Velcor->Options->Tools->Alarm settings->Alarm messages\""));
-        masterPort = item->data(kPortColumn, Qt::UserRole).toInt();
+        d->masterPort = item->data(kPortColumn, Qt::UserRole).toInt();
     }
     if (oldMaster && oldMaster != item)
         Q_EMIT masterPortChanged();
@@ -194,13 +193,11 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
         return;
     }
 
-    ColumnSizer& sizer = ColumnSizer::of(this);
-    sizer.beginUpdate();
-    RowTable& table = RowTable::of(this);
+    RowTable& table = d->table;
 
     // The node's earlier entries leave the per-entry node counts.
-    const auto earlier = nodeEntries.constFind(nodeId);
-    if (earlier != nodeEntries.cend()) {
+    const auto earlier = d->nodeEntries.constFind(nodeId);
+    if (earlier != d->nodeEntries.cend()) {
         table.beginNode();
         for (const Entry& entry : *earlier)
             table.countOut(entry);
@@ -213,7 +210,6 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
     // This node's entries, each once, with its first row and the number of
     // nodes holding it.
     struct Loaded {
-        Entry entry;
         int row;
         int nodes;
     };
@@ -226,9 +222,7 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
         if (!readEntry(text, &entry))
             continue;
         entries.append(entry);
-        const RowTable::Counted counted = table.countIn(entry);
-        if (counted.firstLoad)
-            allEntries.insert(entry);
+        const int nodes = table.countIn(entry);
 
         int row = table.first(entry);
         if (row < 0) {
@@ -247,31 +241,28 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
             row = table.addPending(item, entry, written ? text : QString());
             // Whether the address equals any of the local ones: the order of
             // comparing does not change the answer.
-            if (!masterItem && localAddresses.contains(kq::IPAddress(entry.first))) {
+            if (!d->masterItem && d->localAddresses.contains(kq::IPAddress(entry.first))) {
                 addTopLevelItems(created);
                 created.clear();
                 setAsMaster(item);
             }
         }
-        if (counted.nodes > 0)
-            distinct.append({ entry, row, counted.nodes });
+        if (nodes > 0)
+            distinct.append({ row, nodes });
     }
     if (!created.isEmpty())
         addTopLevelItems(created);
-    nodeEntries.insert(nodeId, entries);
+    d->nodeEntries.insert(nodeId, entries);
 
     // An entry is common when every loaded node holds it (a node remembered
     // with an empty list holds none), so all common entries are among this
     // node's. Each update recomputes the coverage from the loaded lists
     // alone, overriding what the user or insertItem() set: the first row of
     // a common entry checked, every other row partially checked.
-    commonEntries.clear();
     QVector<int> commonRows;
     for (const Loaded& loaded : qAsConst(distinct)) {
-        if (loaded.nodes == nodeEntries.size()) {
-            commonEntries.insert(loaded.entry);
+        if (loaded.nodes == d->nodeEntries.size())
             commonRows.append(loaded.row);
-        }
     }
     if (table.isFlat()) {
         table.setCoverage(commonRows);
@@ -288,7 +279,8 @@ void IpPortTreeWidget::update(const ListProperty* property, QString nodeId)
             item->setCheckState(kAddressColumn, Qt::Checked);
     }
 
-    sizer.endUpdate();
+    // Subclasses may size cells their own way; Qt's sizing asks them.
+    d->sizer.sizeColumns(table.isFlat(), typeid(*this) == typeid(IpPortTreeWidget));
 }
 
 void IpPortTreeWidget::update(const ListProperty*) { }
@@ -297,14 +289,14 @@ void IpPortTreeWidget::update(const QMap<QString, kqm::smart<kq::INodeConfigSess
 
 void IpPortTreeWidget::setConfigSessionProperty(ListProperty* property, QString nodeId)
 {
-    ColumnSizer::flush(this);
     if (!property)
         return;
-    RowTable& table = RowTable::of(this);
+    RowTable& table = d->table;
     // operator[] on purpose: a node never loaded gets an empty list when a
     // partially checked row asks for it, which then takes part in the next
     // update()'s common entries.
-    const QVector<int> rows = table.rowsToWrite([&]() -> const QList<Entry>& { return nodeEntries[nodeId]; });
+    const QVector<int> rows
+        = table.rowsToWrite([&]() -> const QList<Entry>& { return d->nodeEntries[nodeId]; });
     ListProperty::ValueType& list = property->value();
     list.clear();
     list.reserve(rows.size());
@@ -314,7 +306,6 @@ void IpPortTreeWidget::setConfigSessionProperty(ListProperty* property, QString 
 
 void IpPortTreeWidget::wigdetItemChanged(QTreeWidgetItem* item, int)
 {
-    ColumnSizer::flush(this);
     if (!item || hasPlaceholder(item))
         return;
 
@@ -341,13 +332,12 @@ void IpPortTreeWidget::wigdetItemChanged(QTreeWidgetItem* item, int)
         item->setData(kAddressColumn, Qt::UserRole, address);
         item->setData(kPortColumn, Qt::UserRole, port);
     }
-    if (item == masterItem)
+    if (item == d->masterItem)
         setAsMaster(item);
 }
 
 void IpPortTreeWidget::setItemEditable(QTreeWidgetItem* item, int column)
 {
-    ColumnSizer::flush(this);
     if (!item)
         return;
     const SignalBlock blocker(this);
@@ -357,7 +347,6 @@ void IpPortTreeWidget::setItemEditable(QTreeWidgetItem* item, int column)
 
 void IpPortTreeWidget::insertItem()
 {
-    ColumnSizer::flush(this);
     SignalBlock blocker(this);
     for (QTreeWidgetItemIterator it(this); *it; ++it) {
         if (hasPlaceholder(*it)) {
@@ -375,18 +364,16 @@ void IpPortTreeWidget::insertItem()
 
 void IpPortTreeWidget::removeItem()
 {
-    ColumnSizer::flush(this);
     const SignalBlock blocker(this);
     const QList<QTreeWidgetItem*> rows = selectedItems();
     for (QTreeWidgetItem* row : rows) {
-        if (row != masterItem)
+        if (row != d->masterItem)
             delete takeTopLevelItem(indexOfTopLevelItem(row));
     }
 }
 
 void IpPortTreeWidget::upItem()
 {
-    ColumnSizer::flush(this);
     SignalBlock blocker(this);
     const QList<QTreeWidgetItem*> rows = selectedItems();
     if (rows.isEmpty() || indexOfTopLevelItem(rows.first()) == 0) {
@@ -402,7 +389,6 @@ void IpPortTreeWidget::upItem()
 
 void IpPortTreeWidget::downItem()
 {
-    ColumnSizer::flush(this);
     SignalBlock blocker(this);
     const QList<QTreeWidgetItem*> rows = selectedItems();
     if (rows.isEmpty() || indexOfTopLevelItem(rows.last()) == topLevelItemCount() - 1) {
@@ -421,8 +407,7 @@ void IpPortTreeWidget::downItem()
 
 void IpPortTreeWidget::reset()
 {
-    ColumnSizer::flush(this);
-    masterItem = nullptr;
+    d->masterItem = nullptr;
     // clear() resets the model, which calls reset() again; that inner call
     // finds the tree empty.
     if (topLevelItemCount() > 0)
@@ -431,15 +416,12 @@ void IpPortTreeWidget::reset()
     // follow a model reset, so the base class runs too.
     QTreeWidget::reset();
     setEnabled(true);
-    commonEntries.clear();
-    allEntries.clear();
-    nodeEntries.clear();
-    RowTable::of(this).forgetNodes();
+    d->nodeEntries.clear();
+    d->table.forgetNodes();
 }
 
 void IpPortTreeWidget::contextMenuEvent(QContextMenuEvent* event)
 {
-    ColumnSizer::flush(this);
     SignalBlock blocker(this);
     QTreeWidgetItem* row = itemAt(event->pos());
     QMenu menu(this);

@@ -15,12 +15,6 @@ namespace ipport {
     {
     }
 
-    RowTable& RowTable::of(QTreeWidget* tree)
-    {
-        auto* table = static_cast<RowTable*>(ModelFollower::find(tree, kTableName, tree->model()));
-        return table ? *table : *new RowTable(tree);
-    }
-
     int RowTable::first(const Entry& entry)
     {
         refresh();
@@ -89,15 +83,13 @@ namespace ipport {
         }
     }
 
-    RowTable::Counted RowTable::countIn(const Entry& entry)
+    int RowTable::countIn(const Entry& entry)
     {
         Coverage& c = m_nodesWith[entry];
         if (c.stamp == m_stamp)
-            return {};
+            return 0;
         c.stamp = m_stamp;
-        const bool firstLoad = !c.loaded;
-        c.loaded = true;
-        return { ++c.nodes, firstLoad };
+        return ++c.nodes;
     }
 
     RowTable::Row RowTable::read(const QTreeWidgetItem* item)

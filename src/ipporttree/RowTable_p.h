@@ -34,9 +34,6 @@ namespace ipport {
 
         explicit RowTable(QTreeWidget* tree);
 
-        // The tree's table (made on first use).
-        static RowTable& of(QTreeWidget* tree);
-
         // The first row holding the committed entry, or -1.
         int first(const Entry& entry);
 
@@ -107,12 +104,9 @@ namespace ipport {
         // Counts the entry out of the node loaded before; it is in one node
         // fewer.
         void countOut(const Entry& entry);
-        struct Counted {
-            int nodes = 0; // nodes holding the entry now; 0: counted already
-            bool firstLoad = false; // the entry was never loaded before
-        };
-        // Counts the entry into the node being loaded.
-        Counted countIn(const Entry& entry);
+        // Counts the entry into the node being loaded: answers the number of
+        // nodes holding it now, or 0 when it was counted for this node already.
+        int countIn(const Entry& entry);
         void forgetNodes() { m_nodesWith.clear(); }
 
     private:
@@ -130,7 +124,6 @@ namespace ipport {
         struct Coverage {
             int nodes = 0;
             quint32 stamp = 0;
-            bool loaded = false;
         };
 
         static Row read(const QTreeWidgetItem* item);
