@@ -102,6 +102,8 @@ private Q_SLOTS:
     void drawPolygonWithLensCorrection();
     void displayOffGreysAndAddsNothing();
     void switchingOnTwiceConnectsOnce();
+    void aWindowAddedToALetterboxedPaneStaysOnTheImage();
+    void aWindowDrawnOffTheImageEndsOnIt();
     void resizeRemapsWindows();
 
     void setCoordinateSystemFromSession();
@@ -635,6 +637,45 @@ void TestNodeWindowPane::switchingOnTwiceConnectsOnce()
     QCOMPARE(pane->newFrames, 1);
     QCOMPARE(pane->count(), 1);
     QCOMPARE(selection.count(), 1);
+}
+
+// Found by the soak run: a window added while the pane showed a letterboxed
+// image (the demo loads a camera's windows into the pane on screen) could be
+// dragged off the image, into the letterbox.
+void TestNodeWindowPane::aWindowAddedToALetterboxedPaneStaysOnTheImage()
+{
+    pane->resize(800, 300);
+    QCOMPARE(pane->coordinateSystem()->screenRect(), QRect(200, 0, 400, 300));
+    kqgui::PaneRectControl* r = pane->addRect(QRect(QPoint(100, 80), QPoint(300, 200)), Qt::red);
+    kqgui::PanePolygonControl* p = pane->addPolygon(triangle(400, 300).toPolygon(), Qt::red);
+    QCOMPARE(r->bounds, QRegion(QRect(200, 0, 400, 300)));
+    QCOMPARE(p->bounds, QRegion(QRect(200, 0, 400, 300)));
+
+    // Dragged far to the left and up: it stops at the image's corner.
+    const QPoint centre = r->rect().center();
+    mouse->drag(centre, centre - QPoint(300, 200));
+    QCOMPARE(r->rect().topLeft(), QPoint(200, 0));
+    QCOMPARE(r->applicationRect.topLeft(), QPointF(0, 0));
+}
+
+// Found by the soak run: a window drawn up off the picture ended at image
+// row -1. The image's first screen row lies a fraction of a pixel above the
+// letterboxed image, and that fraction snapped outward.
+void TestNodeWindowPane::aWindowDrawnOffTheImageEndsOnIt()
+{
+    pane->setCoordinateSystem(QRectF(0, 0, 1920, 1080), kq::SDeskewParams());
+    pane->resize(841, 474);
+    pane->showOnScreenDisplay(true);
+    QCOMPARE(pane->coordinateSystem()->screenRect().top(), 0);
+    mouse->drawRect(QPoint(100, 200), QPoint(300, -100));
+    QCOMPARE(pane->count(), 1);
+    QCOMPARE(pane->applicationRectAt(0)->applicationRect.top(), 0.0);
+
+    mouse->drawRect(QPoint(500, 200), QPoint(900, 600));
+    QCOMPARE(pane->count(), 2);
+    const QRectF drawn = pane->applicationRectAt(0)->applicationRect;
+    QVERIFY2(drawn.right() <= 1919 && drawn.bottom() <= 1079,
+        qPrintable(QStringLiteral("%1, %2").arg(drawn.right()).arg(drawn.bottom())));
 }
 
 void TestNodeWindowPane::resizeRemapsWindows()

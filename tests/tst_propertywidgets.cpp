@@ -156,6 +156,7 @@ private Q_SLOTS:
     void updatePortSpinBoxMergesSecondNode();
     void resetSpinBoxes();
     void resetRadioButton();
+    void resetRadioButtonOffersAChoiceTheLastCamerasLacked();
 
     // Bad input
     void nullWidgetsAreHarmless();
@@ -1223,6 +1224,21 @@ void TestPropertyWidgets::resetRadioButton()
     QVERIFY(!day->autoExclusive());
     QVERIFY(!day->isChecked());
     QVERIFY(!night->isChecked());
+}
+
+// Found by the soak run: a codec one camera lacks was disabled for it and
+// stayed disabled for the next camera shown, which offers it.
+void TestPropertyWidgets::resetRadioButtonOffersAChoiceTheLastCamerasLacked()
+{
+    QRadioButton button(QStringLiteral("H.265"));
+    button.setToolTip(QStringLiteral("High efficiency"));
+    kq::setEnabled(&button, false);
+    QVERIFY(!button.isEnabled());
+
+    kq::resetRadioButton(&button, QStringLiteral("h265"));
+
+    QVERIFY(button.isEnabled());
+    QCOMPARE(button.toolTip(), QStringLiteral("High efficiency"));
 }
 
 // ---------------------------------------------------------------------------

@@ -386,8 +386,14 @@ QWidget* CameraSettingsDialog::createNetworkTab()
     connect(
         m_receivers, &QTreeWidget::itemSelectionChanged, this, &CameraSettingsDialog::updateNetworkButtons);
     connect(m_receivers, &QTreeWidget::itemChanged, this, &CameraSettingsDialog::updateNetworkButtons);
+    // masterPortChanged() tells of a move from one master row to another
+    // only: the first master row chosen, and a port committed on the master
+    // row, change the rows' data with the tree's signals blocked. The model
+    // still tells; queued, so that the label reads the tree once it is done.
     connect(m_receivers, &kqgui::IpPortTreeWidget::masterPortChanged, this,
         &CameraSettingsDialog::showMasterPort);
+    connect(m_receivers->model(), &QAbstractItemModel::dataChanged, this, &CameraSettingsDialog::showMasterPort,
+        Qt::QueuedConnection);
 
     auto* side = new QVBoxLayout;
     side->addWidget(m_addReceiver);

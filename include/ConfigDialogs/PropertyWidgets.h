@@ -213,8 +213,9 @@ CONFIGDIALOGS_EXPORT void resetSpinBox(
 CONFIGDIALOGS_EXPORT int updatePortSpinBox(QSpinBox* box, int port);
 
 /// Prepares a radio button for a new pass: removes "initialized" and
-/// "property-id", stores the choice it stands for as "value", switches
-/// auto-exclusivity off and unchecks it.
+/// "property-id", stores the choice it stands for as "value", enables it
+/// again (restoring a saved tool tip), switches auto-exclusivity off and
+/// unchecks it.
 CONFIGDIALOGS_EXPORT void resetRadioButton(QRadioButton* button, const QString& value);
 
 ///@}

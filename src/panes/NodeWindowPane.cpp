@@ -9,7 +9,6 @@
 #include <kq/Property.h>
 
 #include <QMouseEvent>
-#include <QRegion>
 
 #include <algorithm>
 #include <cmath>
@@ -125,8 +124,9 @@ PanePolygonControl* NodeWindowPane::addPolygon(
 
 void NodeWindowPane::addWindow(kq::OnScreenRectControl* control, QMouseEvent* event)
 {
-    control->bounded = true;
-    control->bounds = QRegion(rect());
+    // The control bounded itself to the image on screen when it was made;
+    // the pane's own rect() would let it be dragged into the letterbox, off
+    // the image.
     auto* button = new kq::OnScreenPushControl(this, m_osd->widget(), QStringLiteral(":/Icons/delete_on.png"),
         QStringLiteral(":/Icons/delete_pr.png"), Qt::AlignRight | Qt::AlignTop, QPoint(-2, 2), control,
         WindowControlFlags);

@@ -10,6 +10,7 @@
 #include <QRegion>
 #include <QTransform>
 
+#include <algorithm>
 #include <utility>
 
 namespace kqgui {
@@ -29,6 +30,22 @@ namespace {
         }
         control->bounded = true;
         control->bounds = lastRegion;
+    }
+
+    // The last whole pixel of the image along one axis; the first is start.
+    double lastPixel(double start, double length) { return std::max(start, start + length - 1); }
+
+    // A window read back from the screen may reach a unit past the image:
+    // the screen bounds are the image's whole pixels on screen, whose edges
+    // map back to fractions that snap outward. Such coordinates are put on
+    // the image's first or last pixel. Without an image (the identity
+    // mapping) nothing is changed.
+    QPointF ontoImage(const QPointF& p, const QRectF& image)
+    {
+        if (image.isEmpty())
+            return p;
+        return QPointF(qBound(image.left(), p.x(), lastPixel(image.left(), image.width())),
+            qBound(image.top(), p.y(), lastPixel(image.top(), image.height())));
     }
 
     void readBackUserEdits(QObject* control)
@@ -106,8 +123,10 @@ void PaneRectControl::onChanged()
 {
     if (!coordinateSystem)
         return;
-    applicationRect = coordinateSystem->mapToApplication(
+    const QRectF read = coordinateSystem->mapToApplication(
         rect(), kq::CoordinateSystem::IGNORE_ASPECT_RATIO, Qt::AlignLeft | Qt::AlignTop);
+    const QRectF image = coordinateSystem->applicationRect();
+    applicationRect = QRectF(ontoImage(read.topLeft(), image), ontoImage(read.bottomRight(), image));
 }
 
 PanePolygonControl::PanePolygonControl(QObject* parent, QWidget* widget, const QPolygonF& applicationPolygon,
@@ -155,6 +174,9 @@ void PanePolygonControl::onChanged()
     if (!coordinateSystem)
         return;
     applicationPolygon = coordinateSystem->mapToApplication(polygon(), deskewParams);
+    const QRectF image = coordinateSystem->applicationRect();
+    for (QPointF& point : applicationPolygon)
+        point = ontoImage(point, image);
     applicationRect = applicationPolygon.boundingRect();
 }
 

@@ -389,6 +389,8 @@ void resetRadioButton(QRadioButton* button, const QString& value)
         return;
     removeBindingMarkers(button);
     button->setProperty(markers::Value, value);
+    // A choice the last cameras lacked may be offered by the next ones.
+    setEnabled(button, true);
     // Off, so that every button of a group can be shown unchecked.
     button->setAutoExclusive(false);
     button->setChecked(false);
