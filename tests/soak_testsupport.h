@@ -454,7 +454,7 @@ public:
         settle();
         m_model = kq::NodeDB::getDB()->toJson();
         m_touched.clear();
-        return check(Step(), false);
+        return check(false);
     }
 
     // Performs the step with mouse and key events and checks the invariants;
@@ -471,6 +471,9 @@ public:
             if (QString failure = act(step); !failure.isEmpty())
                 return failure;
             settle();
+            if (answerer.count > 0)
+                ++m_counts[answerer.buttons.testFlag(QMessageBox::Discard) ? QStringLiteral("questions answered")
+                                                                           : QStringLiteral("warnings closed")];
         }
         m_touched = touched;
 
@@ -499,6 +502,8 @@ public:
                 return failure;
             applied = true;
         }
+        if (applied)
+            ++m_counts[QStringLiteral("documents changed by Apply or Open")];
         if (applied || verb == QLatin1String("apply") || verb == QLatin1String("save")) {
             m_model = now;
             if (QString failure = checkStoredWindows(); !failure.isEmpty())
@@ -531,7 +536,20 @@ public:
             reloaded = reloaded || (settled && settings()->cameras() != shown);
         else if (verb == QLatin1String("open"))
             reloaded = reloaded || settled || (!hadChanges && step.word(1) == QLatin1String("valid"));
-        return check(step, reloaded && !settings()->hasChanges());
+        if (reloaded && settings()->hasChanges())
+            return QStringLiteral("the dialog has changes right after it read the cameras again");
+        return check(reloaded);
+    }
+
+    // What the session went through: how often a question was answered, a
+    // warning closed, the cameras changed, a load compared; and the most
+    // cameras shown at once and windows in a pane.
+    QString summary() const
+    {
+        QStringList parts;
+        for (auto it = m_counts.cbegin(); it != m_counts.cend(); ++it)
+            parts << QStringLiteral("%1 %2").arg(it.value()).arg(it.key());
+        return parts.join(QStringLiteral(", "));
     }
 
     // A random step for the state the window is in.
@@ -1010,10 +1028,14 @@ private:
 
     // The invariants that hold after every step; `loaded`: the step left the
     // dialog freshly loaded from the cameras.
-    QString check(const Step& step, bool loaded) const
+    QString check(bool loaded) const
     {
-        Q_UNUSED(step);
         demo::CameraSettingsDialog* dialog = settings();
+        int& most = m_counts[QStringLiteral("cameras shown at most")];
+        most = qMax(most, int(dialog->cameras().size()));
+        int& windows = m_counts[QStringLiteral("windows in a pane at most")];
+        for (const char* name : { "exposurePane", "motionPane" })
+            windows = qMax(windows, widget<kqgui::NodeWindowPane>(QLatin1String(name))->count());
         if (m_window->selectedCameras() != dialog->cameras())
             return QStringLiteral("the list selects %1 but the dialog shows %2")
                 .arg(m_window->selectedCameras().join(QLatin1Char(',')), dialog->cameras().join(QLatin1Char(',')));
@@ -1070,6 +1092,7 @@ private:
             return QStringLiteral("the master-port label shows \"%1\", the master row has port %2").arg(label).arg(port);
 
         if (loaded) {
+            ++m_counts[QStringLiteral("loads compared with a fresh dialog")];
             // Exactly what a dialog opened afresh over the same cameras shows.
             demo::CameraSettingsDialog fresh;
             fresh.setCameras(dialog->cameras());
@@ -1083,6 +1106,8 @@ private:
     }
 
     std::unique_ptr<demo::MainWindow> m_window;
+    // How often the checks had something to look at, for the summary.
+    mutable QMap<QString, int> m_counts;
     QString m_cameraFile;
     QString m_brokenFile;
     // The node database's document as last applied or loaded.
@@ -1125,6 +1150,8 @@ inline Outcome explore(Script* script, const QString& dir, const Limits& limits)
                                 .arg(outcome.actions * 1000.0 / reported, 0, 'f', 1));
         }
     }
+    if (limits.progress)
+        limits.progress(QStringLiteral("soak: %1").arg(session.summary()));
     if (!outcome.failure.isEmpty() && !script->steps.isEmpty())
         outcome.failure = QStringLiteral("step %1 \"%2\": %3")
                               .arg(script->steps.size())
