@@ -104,6 +104,7 @@ private Q_SLOTS:
     void switchingOnTwiceConnectsOnce();
     void aWindowAddedToALetterboxedPaneStaysOnTheImage();
     void aWindowDrawnOffTheImageEndsOnIt();
+    void aPolygonDraggedIntoACornerStaysOnTheImage();
     void resizeRemapsWindows();
 
     void setCoordinateSystemFromSession();
@@ -676,6 +677,25 @@ void TestNodeWindowPane::aWindowDrawnOffTheImageEndsOnIt()
     const QRectF drawn = pane->applicationRectAt(0)->applicationRect;
     QVERIFY2(drawn.right() <= 1919 && drawn.bottom() <= 1079,
         qPrintable(QStringLiteral("%1, %2").arg(drawn.right()).arg(drawn.bottom())));
+}
+
+// Found by the soak run: through the lens model, a polygon dragged into a
+// corner of the image on screen mapped to points off the image. Its points
+// are put onto the image, and the screen shows the polygon they make.
+void TestNodeWindowPane::aPolygonDraggedIntoACornerStaysOnTheImage()
+{
+    const kq::SDeskewParams lens = lensCorrected(-80);
+    pane->setCoordinateSystem(QRectF(0, 0, 800, 600), lens);
+    pane->showOnScreenDisplay(true);
+    kqgui::PanePolygonControl* c = pane->addPolygon(triangle(300, 200).toPolygon(), Qt::red);
+    const QPoint centre = c->rect().center();
+    mouse->drag(centre, centre + QPoint(400, 300));
+    for (const QPointF& point : c->applicationPolygon) {
+        QVERIFY2(point.x() >= 0 && point.x() <= 799 && point.y() >= 0 && point.y() <= 599,
+            qPrintable(QStringLiteral("(%1, %2)").arg(point.x()).arg(point.y())));
+    }
+    // The screen shows the window where it is.
+    QCOMPARE(c->polygon(), pane->coordinateSystem()->mapToScreen(c->applicationPolygon, lens));
 }
 
 void TestNodeWindowPane::resizeRemapsWindows()

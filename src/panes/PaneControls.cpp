@@ -174,10 +174,19 @@ void PanePolygonControl::onChanged()
     if (!coordinateSystem)
         return;
     applicationPolygon = coordinateSystem->mapToApplication(polygon(), deskewParams);
+    // Through the lens model a point on the image's screen area can map off
+    // the image; such points are put onto it, and the window is shown where
+    // it now is.
     const QRectF image = coordinateSystem->applicationRect();
-    for (QPointF& point : applicationPolygon)
-        point = ontoImage(point, image);
+    bool moved = false;
+    for (QPointF& point : applicationPolygon) {
+        const QPointF onImage = ontoImage(point, image);
+        moved = moved || onImage != point;
+        point = onImage;
+    }
     applicationRect = applicationPolygon.boundingRect();
+    if (moved)
+        updateGeometry(nullptr, nullptr);
 }
 
 } // namespace kqgui
