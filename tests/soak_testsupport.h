@@ -978,8 +978,21 @@ private:
                     const QJsonObject pa = a.value(key).toObject();
                     const QJsonObject pb = b.value(key).toObject();
                     for (const QString& p : pa.keys() + pb.keys()) {
-                        if (pa.value(p) != pb.value(p) && !(shown.contains(id) && touched.contains(p)))
+                        if (pa.value(p) == pb.value(p))
+                            continue;
+                        if (!(shown.contains(id) && touched.contains(p)))
                             return QStringLiteral("Apply changed %1 property %2 that was not edited: was %3, is %4")
+                                .arg(id, p, compact(pa.value(p)), compact(pb.value(p)));
+                        // An edit writes the value (or the choice), never the
+                        // choices offered or the bounds.
+                        QJsonObject was = pa.value(p).toObject();
+                        QJsonObject is = pb.value(p).toObject();
+                        for (const char* field : { "value", "selected" }) {
+                            was.remove(QLatin1String(field));
+                            is.remove(QLatin1String(field));
+                        }
+                        if (was != is)
+                            return QStringLiteral("Apply changed more than the value of %1 property %2: was %3, is %4")
                                 .arg(id, p, compact(pa.value(p)), compact(pb.value(p)));
                     }
                 } else if (a.value(key) != b.value(key) && !(id == shown.value(0) && touched.contains(key))) {

@@ -240,6 +240,7 @@ private Q_SLOTS:
     void aPartiallyCheckedBoxClickedChangesOnlyThatSetting();
     void aCodecTheLastCameraLackedIsOfferedForTheNext();
     void theFirstMasterRowChosenShowsItsPort();
+    void aKeyFrameIntervalTypedInIsOneTheCameraOffers();
 };
 
 void TestDemo::initTestCase()
@@ -1366,6 +1367,28 @@ void TestDemo::theFirstMasterRowChosenShowsItsPort()
     QCOMPARE(tree->topLevelItem(0)->text(1), QStringLiteral("8000"));
     QVERIFY(demotest::chooseMasterRow(tree, tree->topLevelItem(0)));
     QTRY_COMPARE(label->text(), QStringLiteral("Master port: 8000"));
+}
+
+// Found by the soak run: 35 typed as the key frame interval was written
+// back as a new choice of the camera (1, 10, 25, 50, 100, 35).
+void TestDemo::aKeyFrameIntervalTypedInIsOneTheCameraOffers()
+{
+    openWindow();
+    clickCameras({ kEntrance });
+    clickTab(QStringLiteral("Video"));
+    auto* box = widget<QSpinBox>("keyFrameInterval");
+    QTest::mouseClick(box, Qt::LeftButton);
+    QTest::keyClick(box, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClicks(box, QStringLiteral("35"));
+    QTest::keyClick(box, Qt::Key_Return);
+    QCOMPARE(box->value(), 25);
+    QTest::keyClick(box, Qt::Key_Up);
+    QCOMPARE(box->value(), 50);
+    clickApply();
+
+    const kq::LongOptionsProperty* interval = cameraProperty(kEntrance, demo::KeyFrameIntervalProperty);
+    QCOMPARE(interval->value().values, QVector<int>({ 1, 10, 25, 50, 100 }));
+    QCOMPARE(interval->value().getSelectedValue(), 50);
 }
 
 QTEST_MAIN(TestDemo)
