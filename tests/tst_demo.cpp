@@ -1360,10 +1360,10 @@ void TestDemo::theFirstMasterRowChosenShowsItsPort()
 {
     openWindow();
     clickCameras({ kGate });
-    clickTab(QStringLiteral("Network"));
-    auto* tree = widget<QTreeWidget>("receivers");
     auto* label = widget<QLabel>("masterPort");
     QCOMPARE(label->text(), QStringLiteral("Master port: none"));
+    clickTab(QStringLiteral("Network"));
+    auto* tree = widget<QTreeWidget>("receivers");
     QCOMPARE(tree->topLevelItem(0)->text(1), QStringLiteral("8000"));
     QVERIFY(demotest::chooseMasterRow(tree, tree->topLevelItem(0)));
     QTRY_COMPARE(label->text(), QStringLiteral("Master port: 8000"));
