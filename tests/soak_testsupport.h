@@ -337,8 +337,11 @@ inline QString widgetState(const demo::CameraSettingsDialog* dialog)
     std::sort(widgets.begin(), widgets.end(),
         [](const QWidget* a, const QWidget* b) { return a->objectName() < b->objectName(); });
     for (const QWidget* w : qAsConst(widgets)) {
+        // The dialog's own widgets; Qt's inner ones (named "qt_..." or with a
+        // capital, like the tab bar's scroll buttons) follow the geometry of a
+        // window on screen, which a fresh dialog does not have.
         const QString name = w->objectName();
-        if (name.isEmpty() || name.startsWith(QLatin1String("qt_")))
+        if (name.isEmpty() || name.startsWith(QLatin1String("qt_")) || name.at(0).isUpper())
             continue;
         QString line = QStringLiteral("%1 %2").arg(name, w->isEnabled() ? QStringLiteral("on") : QStringLiteral("off"));
         if (auto* edit = qobject_cast<const QLineEdit*>(w))
