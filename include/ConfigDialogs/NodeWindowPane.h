@@ -96,7 +96,10 @@ public:
     void updateGeometry(kq::CoordinateSystem* coordinateSystem, kq::SDeskewParams* deskew) override;
 
 protected Q_SLOTS:
-    /// Reads the on-screen rectangle back into applicationRect.
+    /// Reads the on-screen rectangle back into applicationRect, its corners
+    /// put onto the image's pixels (the coordinate system's
+    /// applicationRect(), right and bottom at most its last pixel) when there
+    /// is an image.
     void onChanged();
 };
 
@@ -125,7 +128,9 @@ public:
 
 protected Q_SLOTS:
     /// Reads the on-screen polygon back into applicationPolygon and its
-    /// bounding box into applicationRect.
+    /// bounding box into applicationRect. Points that the lens model maps
+    /// off the image are put onto its pixels, as for a rectangle, and the
+    /// polygon is then mapped to the screen again.
     void onChanged();
 };
 

@@ -35,11 +35,11 @@ namespace {
     // The last whole pixel of the image along one axis; the first is start.
     double lastPixel(double start, double length) { return std::max(start, start + length - 1); }
 
-    // A window read back from the screen may reach a unit past the image:
-    // the screen bounds are the image's whole pixels on screen, whose edges
-    // map back to fractions that snap outward. Such coordinates are put on
-    // the image's first or last pixel. Without an image (the identity
-    // mapping) nothing is changed.
+    // A point read back from the screen, put onto the image's pixels. A
+    // window can reach past the image: by a unit where the edges of the
+    // image's whole pixels on screen map back to fractions that snap
+    // outward, further for a polygon mapped through the lens model. Without
+    // an image (the identity mapping) the point is kept.
     QPointF ontoImage(const QPointF& p, const QRectF& image)
     {
         if (image.isEmpty())
