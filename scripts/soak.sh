@@ -21,6 +21,9 @@ jobs="${JOBS:-$(nproc)}"
 seconds="${1:-60}"
 seed="${2:-$(od -An -N4 -tu4 /dev/urandom | tr -d ' ')}"
 
+# time: /usr/bin/time measures the peak memory.
+bash "$here/scripts/setup-debian.sh" time
+
 cmake -S "$here" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCONFIGDIALOGS_WERROR=ON \
     -DCONFIGDIALOGS_BUILD_BENCH=OFF -DCONFIGDIALOGS_BUILD_EXAMPLES=ON -DQT_MAJOR_VERSION=6 \
     -DCONFIGDIALOGS_SANITIZE="address;undefined" >/dev/null
