@@ -21,9 +21,8 @@ cmake -S "$here" -B "$build" -DCMAKE_BUILD_TYPE=Debug -DCONFIGDIALOGS_WERROR=ON 
 cmake --build "$build" -j "$jobs"
 built=$(date +%s)
 
-export ASAN_OPTIONS="detect_leaks=1:fast_unwind_on_malloc=0:abort_on_error=0:halt_on_error=1:detect_stack_use_after_return=1"
-export LSAN_OPTIONS="suppressions=$here/tests/lsan.supp:print_suppressions=0"
-export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+# shellcheck source=sanitizer-env.sh
+source "$here/scripts/sanitizer-env.sh"
 # The package tests build a separate consumer project without the sanitizer
 # runtime; the plain build (scripts/test.sh) runs it.
 (cd "$build" && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j "$jobs" -E '^package_consumer')

@@ -19,6 +19,8 @@
 
 #include <memory>
 
+#include "demo_testsupport.h"
+
 namespace {
 
 // Each window's kind and image rectangle, newest first.
@@ -74,14 +76,9 @@ void TestDemoUndo::initTestCase()
 
 void TestDemoUndo::init()
 {
-    demo::CameraDocument document;
-    QStringList problems;
-    document.loadAtStart(QString(), &problems);
-    QVERIFY2(problems.isEmpty(), qPrintable(problems.join(QLatin1Char('\n'))));
-    m_window = std::make_unique<demo::MainWindow>(document);
-    m_window->resize(1100, 720);
-    m_window->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+    demotest::openMainWindow(m_window);
+    if (QTest::currentTestFailed())
+        return;
     m_window->selectCameras(QStringList { QStringLiteral("cam-entrance") });
     QVERIFY(pane("exposurePane"));
     QVERIFY(pane("motionPane"));

@@ -156,6 +156,7 @@ private Q_SLOTS:
     void updatePortSpinBoxMergesSecondNode();
     void resetSpinBoxes();
     void resetRadioButton();
+    void resetRadioButtonLeavesADisabledButtonDisabled();
 
     // Bad input
     void nullWidgetsAreHarmless();
@@ -1223,6 +1224,22 @@ void TestPropertyWidgets::resetRadioButton()
     QVERIFY(!day->autoExclusive());
     QVERIFY(!day->isChecked());
     QVERIFY(!night->isChecked());
+}
+
+// Unlike the widgets' reset functions, resetRadioButton only prepares the
+// button's choice: a dialog that disabled it for a camera enables it again
+// itself (the demo does, for its codec buttons).
+void TestPropertyWidgets::resetRadioButtonLeavesADisabledButtonDisabled()
+{
+    QRadioButton button(QStringLiteral("H.265"));
+    button.setToolTip(QStringLiteral("High efficiency"));
+    kq::setEnabled(&button, false);
+    QVERIFY(!button.isEnabled());
+
+    kq::resetRadioButton(&button, QStringLiteral("h265"));
+
+    QVERIFY(!button.isEnabled());
+    QCOMPARE(button.property("value").toString(), QStringLiteral("h265"));
 }
 
 // ---------------------------------------------------------------------------

@@ -27,6 +27,8 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <cstdlib>
+#include <initializer_list>
 
 namespace demo {
 
@@ -113,6 +115,63 @@ namespace {
         }
         return false;
     }
+
+    // A spin box over the values of a choice the cameras offer (the key frame
+    // interval): the arrows step from one offered value to the next, and a
+    // number typed in goes to the closest offered value when editing ends.
+    // Written back, a value a camera does not offer would be added to that
+    // camera's choices.
+    class OfferedValuesSpinBox : public QSpinBox {
+    public:
+        OfferedValuesSpinBox() { connect(this, &QSpinBox::editingFinished, this, &OfferedValuesSpinBox::snap); }
+
+        // The first camera's values replace those offered; each further
+        // camera keeps only those it offers too.
+        void offer(const kq::LongOptionsProperty* property, bool first)
+        {
+            QVector<int> values = property ? property->value().values : QVector<int>();
+            std::sort(values.begin(), values.end());
+            if (first) {
+                m_offered = values;
+                return;
+            }
+            m_offered.erase(std::remove_if(m_offered.begin(), m_offered.end(),
+                                [&](int v) { return !values.contains(v); }),
+                m_offered.end());
+        }
+
+        void stepBy(int steps) override
+        {
+            int shown = value();
+            for (; steps > 0; --steps) {
+                const auto next = std::upper_bound(m_offered.cbegin(), m_offered.cend(), shown);
+                if (next != m_offered.cend())
+                    shown = *next;
+            }
+            for (; steps < 0; ++steps) {
+                const auto next = std::lower_bound(m_offered.cbegin(), m_offered.cend(), shown);
+                if (next != m_offered.cbegin())
+                    shown = *(next - 1);
+            }
+            setValue(shown);
+        }
+
+    private:
+        void snap()
+        {
+            if (m_offered.isEmpty())
+                return;
+            const int typed = value();
+            int closest = m_offered.first();
+            for (int v : qAsConst(m_offered)) {
+                if (std::abs(v - typed) < std::abs(closest - typed))
+                    closest = v;
+            }
+            setValue(closest);
+        }
+
+        QVector<int> m_offered; // ascending
+    };
 
 } // namespace
 
@@ -201,7 +260,7 @@ QWidget* CameraSettingsDialog::createVideoTab()
     m_compression = withName(new QSpinBox, "compression");
     m_compression->setSuffix(tr(" %"));
     m_compression->setSingleStep(int(kCompressionPercentPerLevel));
-    m_keyFrameInterval = withName(new QSpinBox, "keyFrameInterval");
+    m_keyFrameInterval = withName(new OfferedValuesSpinBox, "keyFrameInterval");
     m_keyFrameInterval->setSuffix(tr(" frames"));
     m_httpPort = withName(new QSpinBox, "httpPort");
 
@@ -386,8 +445,14 @@ QWidget* CameraSettingsDialog::createNetworkTab()
     connect(
         m_receivers, &QTreeWidget::itemSelectionChanged, this, &CameraSettingsDialog::updateNetworkButtons);
     connect(m_receivers, &QTreeWidget::itemChanged, this, &CameraSettingsDialog::updateNetworkButtons);
+    // masterPortChanged() tells of a move from one master row to another
+    // only: the first master row chosen, and a port committed on the master
+    // row, change the rows' data with the tree's signals blocked. The model
+    // still tells; queued, so that the label reads the tree once it is done.
     connect(m_receivers, &kqgui::IpPortTreeWidget::masterPortChanged, this,
         &CameraSettingsDialog::showMasterPort);
+    connect(m_receivers->model(), &QAbstractItemModel::dataChanged, this, &CameraSettingsDialog::showMasterPort,
+        Qt::QueuedConnection);
 
     auto* side = new QVBoxLayout;
     side->addWidget(m_addReceiver);
@@ -483,6 +548,12 @@ void CameraSettingsDialog::resetWidgets()
     for (QRadioButton* button : qAsConst(m_codecButtons))
         kq::resetRadioButton(button, codecValue(button));
     kq::resetSpinBox(m_httpPort, 1.0, 1, 65535, 1);
+    // Spin boxes and radio buttons keep their enabled state through a reset:
+    // a setting or codec the last cameras lacked may be offered by the next.
+    for (QWidget* w : std::initializer_list<QWidget*> { m_compression, m_keyFrameInterval, m_httpPort })
+        kq::setEnabled(w, true);
+    for (QRadioButton* button : qAsConst(m_codecButtons))
+        kq::setEnabled(button, true);
 
     kq::resetListWidget(m_events, &eventText);
     m_enabledEvents.clear();
@@ -506,6 +577,8 @@ void CameraSettingsDialog::updateWidgets(const QString& nodeId)
     kq::updateComboBox(m_frameRate, session, FrameRateProperty, true);
     kq::updateSpinBox(m_compression, session, CompressionProperty);
     kq::updateSpinBox(m_keyFrameInterval, session, KeyFrameIntervalProperty, true);
+    static_cast<OfferedValuesSpinBox*>(m_keyFrameInterval)
+        ->offer(session->property(KeyFrameIntervalProperty, kContext), first);
     for (QRadioButton* button : qAsConst(m_codecButtons)) {
         kq::updateRadioButton(button, session, CodecProperty);
         // A codec some camera doesn't offer can't be chosen for all of them.
