@@ -10,6 +10,7 @@
 #include <QProcess>
 #include <QString>
 #include <QStringList>
+#include <QTest>
 
 namespace doctest {
 
@@ -84,6 +85,60 @@ inline QByteArray cameraDocument(int count, int variant = 0)
     return out;
 }
 
+// A compact JSON text laid out as the node database saves documents: each
+// member and element on a line of its own, indented by four spaces a level,
+// a space after each colon.
+inline QByteArray indented(const QByteArray& compact)
+{
+    QByteArray out;
+    out.reserve(compact.size() * 3);
+    int depth = 0;
+    bool inString = false;
+    const auto newLine = [&] {
+        out.append('\n');
+        out.append(QByteArray(depth * 4, ' '));
+    };
+    for (int i = 0; i < compact.size(); ++i) {
+        const char c = compact.at(i);
+        if (inString) {
+            out.append(c);
+            if (c == '\\')
+                out.append(compact.at(++i));
+            else if (c == '"')
+                inString = false;
+            continue;
+        }
+        switch (c) {
+        case '"':
+            inString = true;
+            out.append(c);
+            break;
+        case '{':
+        case '[':
+            out.append(c);
+            ++depth;
+            newLine();
+            break;
+        case '}':
+        case ']':
+            --depth;
+            newLine();
+            out.append(c);
+            break;
+        case ',':
+            out.append(c);
+            newLine();
+            break;
+        case ':':
+            out.append(": ");
+            break;
+        default:
+            out.append(c);
+        }
+    }
+    return out;
+}
+
 // The process's peak resident memory so far (VmHWM), in bytes; -1 where
 // /proc does not tell.
 inline qint64 peakResidentBytes()
@@ -122,6 +177,20 @@ inline bool isChild(int argc, char** argv, QString* role, QStringList* arguments
     for (int i = 3; i < argc; ++i)
         arguments->append(QString::fromLocal8Bit(argv[i]));
     return true;
+}
+
+// The main function of a suite whose executable also plays a child: run
+// with `--child ROLE ...` it calls `child` with the arguments after ROLE when
+// ROLE is `role` (and exits with 2 for any other), else it runs the suite.
+template <class Suite> int suiteMain(int argc, char** argv, const char* role, int (*child)(const QStringList&))
+{
+    QCoreApplication app(argc, argv);
+    QString asked;
+    QStringList arguments;
+    if (isChild(argc, argv, &asked, &arguments))
+        return asked == QLatin1String(role) ? child(arguments) : 2;
+    Suite suite;
+    return QTest::qExec(&suite, argc, argv);
 }
 
 } // namespace doctest

@@ -203,6 +203,7 @@ private:
     void openWindow();
     // Clicks the cameras in the list, the first plainly, the others with Ctrl.
     void clickCameras(const QStringList& nodeIds);
+    void showGateWithExposureWindows(const QVariantList& stored);
     void clickTab(const QString& name);
     // Clicks Apply (Revert) once it is enabled: the dialog learns of an edit
     // when the event loop next runs.
@@ -664,6 +665,20 @@ void TestDemo::motionWindowSettingsAreEditedAndStored()
     QCOMPARE(pane->sensitivity(1), 31);
 }
 
+// The demo over the built-in cameras, with `stored` as the gate camera's
+// exposure windows, showing the gate camera.
+void TestDemo::showGateWithExposureWindows(const QVariantList& stored)
+{
+    demo::CameraDocument document;
+    QStringList problems;
+    document.loadAtStart(QString(), &problems);
+    kq::NodeDB::getDB()->node(kGate)->session()->setAttribute(demo::ExposureWindowsAttribute, stored);
+    m_window = std::make_unique<demo::MainWindow>(document);
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+    clickCameras({ kGate });
+}
+
 void TestDemo::windowsThePanesCannotShowSurviveApply()
 {
     // a window without a usable rectangle, before a good one
@@ -672,16 +687,10 @@ void TestDemo::windowsThePanesCannotShowSurviveApply()
         QVariantMap { { QStringLiteral("rect"), QVariantList { 10, 20, 109, 69 } },
             { QStringLiteral("excluded"), true } },
     };
-    demo::CameraDocument document;
-    QStringList problems;
-    document.loadAtStart(QString(), &problems);
-    kq::NodeDB::getDB()->node(kGate)->session()->setAttribute(demo::ExposureWindowsAttribute, stored);
-
     kqtest::LogCapture log(kq::Log::Warning);
-    m_window = std::make_unique<demo::MainWindow>(document);
-    m_window->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
-    clickCameras({ kGate });
+    showGateWithExposureWindows(stored);
+    if (QTest::currentTestFailed())
+        return;
     QVERIFY2(
         log.lines().contains(QStringLiteral(
             "camera cam-gate: exposure window #0 has no valid \"rect\" or \"polygon\"; it is not shown")),
@@ -713,16 +722,10 @@ void TestDemo::windowNumbersOutsideTheIntRangeAreNotShown()
             QVariantList { QVariantList { 1, 1 }, QVariantList { 2147483648.0, 1 }, QVariantList { 5, 9 } } } },
         QVariantMap { { QStringLiteral("rect"), QVariantList { 10, 20, 109, 69 } } },
     };
-    demo::CameraDocument document;
-    QStringList problems;
-    document.loadAtStart(QString(), &problems);
-    kq::NodeDB::getDB()->node(kGate)->session()->setAttribute(demo::ExposureWindowsAttribute, stored);
-
     kqtest::LogCapture log(kq::Log::Warning);
-    m_window = std::make_unique<demo::MainWindow>(document);
-    m_window->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
-    clickCameras({ kGate });
+    showGateWithExposureWindows(stored);
+    if (QTest::currentTestFailed())
+        return;
     for (int i = 0; i < 5; ++i) {
         const QString line
             = QStringLiteral("camera cam-gate: exposure window #%1 has no valid \"rect\" or \"polygon\"; it is not shown")

@@ -214,15 +214,7 @@ void TestDemoSave::killedWhileSavingLeavesTheOldOrTheNewDocument()
 
 int main(int argc, char** argv)
 {
-    QString role;
-    QStringList arguments;
-    if (doctest::isChild(argc, argv, &role, &arguments)) {
-        QCoreApplication app(argc, argv);
-        return role == QLatin1String("save") ? saveChild(arguments) : 2;
-    }
-    QCoreApplication app(argc, argv);
-    TestDemoSave test;
-    return QTest::qExec(&test, argc, argv);
+    return doctest::suiteMain<TestDemoSave>(argc, argv, "save", saveChild);
 }
 
 #include "tst_demosave.moc"
