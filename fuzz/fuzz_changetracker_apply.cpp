@@ -14,7 +14,8 @@
 //   changed single-value widget written through the binding's setProperty
 //   (as a dialog calling it by hand; applied here to a copy of the nodes),
 //   the list's toggled items added to or removed from each node's own
-//   selection, and everything else (the tree included) byte-identical; a
+//   selection, each deleted tree row's entries taken from every node, and
+//   everything else byte-identical; a
 //   typed text, a spin box value and a check box state reach every node as
 //   the user left them.
 //
@@ -131,12 +132,15 @@ QStringList singleValueState(const Dialog& d)
     return s;
 }
 
-// Makes the edits the input chooses; false when it chose none.
-bool edit(Dialog& d, Input& in)
+using Rows = QList<QPair<QString, int>>;
+
+// Makes the edits the input chooses, noting the tree rows deleted; false
+// when it chose none.
+bool edit(Dialog& d, Input& in, Rows* deletedRows)
 {
     const int count = in.pick(8);
     for (int e = 0; e < count; ++e) {
-        switch (in.pick(8)) {
+        switch (in.pick(9)) {
         case 0: {
             QLineEdit* target = in.pick(2) ? d.location : d.name;
             // What a user types (QTest types ASCII only).
@@ -184,6 +188,22 @@ bool edit(Dialog& d, Input& in)
             toggleItem(d.streams, item);
             break;
         }
+        case 7: {
+            if (d.targets->topLevelItemCount() == 0)
+                break;
+            QTreeWidgetItem* row = d.targets->topLevelItem(in.pick(d.targets->topLevelItemCount()));
+            const QString address = row->data(0, Qt::UserRole).toString();
+            const int port = row->data(1, Qt::UserRole).toInt();
+            const int rows = d.targets->topLevelItemCount();
+            selectOnly(d.targets, row);
+            d.targets->removeItem();
+            // The master row stays.
+            if (d.targets->topLevelItemCount() < rows) {
+                gTrail << QStringLiteral("delete row %1:%2").arg(address).arg(port);
+                deletedRows->append(qMakePair(address, port));
+            }
+            break;
+        }
         default:
             gTrail << QStringLiteral("nothing");
             break;
@@ -195,7 +215,7 @@ bool edit(Dialog& d, Input& in)
 // The document the nodes must hold after apply(): `before` with each changed
 // single-value widget written through its binding, and the list's toggles.
 QByteArray expectedAfterApply(Dialog& d, const QByteArray& before, const QStringList& ids,
-    const QStringList& shown, const QStringList& now, const QMap<QString, int>& listShown)
+    const QStringList& shown, const QStringList& now, const QMap<QString, int>& listShown, const Rows& deletedRows)
 {
     kq::NodeDB copy;
     check(copy.loadJson(before), "the document before does not load");
@@ -232,6 +252,17 @@ QByteArray expectedAfterApply(Dialog& d, const QByteArray& before, const QString
         kq::TMultiOptions<QString> option = streams->value();
         option.selectedIndices = toggledSelection(option.values, option.selectedIndices, checkedValues, uncheckedValues);
         streams->setValue(option);
+        // A deleted row takes every equal entry away from each node.
+        kq::StringListProperty* targets = s->property(kq::EStringListProperty(PTargets), kContext);
+        QVector<QString> entries;
+        for (const QString& text : targets->value()) {
+            bool deleted = false;
+            for (const auto& row : deletedRows)
+                deleted = deleted || sameEntry(text, row.first, row.second);
+            if (!deleted)
+                entries << text;
+        }
+        targets->setValue(kq::StringListProperty::InfoType::ValueType(entries));
     }
     return copy.toJson();
 }
@@ -240,6 +271,8 @@ void runOne(Input& in)
 {
     static Dialog* dialog = nullptr;
     if (!dialog) {
+        // Nodes that lack nothing log nothing worth reading at this rate.
+        kq::LogQt::setLogLevel(100);
         dialog = new Dialog;
         check(dialog->show(QStringLiteral("line edit")), "the dialog was never shown");
         for (const QString& kind : driven())
@@ -269,7 +302,8 @@ void runOne(Input& in)
         listShown.insert(kq::propertyValue(d.streams->item(k)), d.streams->item(k)->checkState());
 
     const int mode = in.pick(3);
-    const bool edited = mode != 0 && edit(d, in);
+    Rows deletedRows;
+    const bool edited = mode != 0 && edit(d, in, &deletedRows);
     QCoreApplication::processEvents();
     if (!edited) {
         gTrail << QStringLiteral("apply without edits");
@@ -290,7 +324,7 @@ void runOne(Input& in)
     }
     gTrail << QStringLiteral("apply");
     const QStringList now = singleValueState(d);
-    const QByteArray expected = expectedAfterApply(d, before, ids, shown, now, listShown);
+    const QByteArray expected = expectedAfterApply(d, before, ids, shown, now, listShown, deletedRows);
     d.tracker->apply();
     const QByteArray after = db()->toJson();
     if (after != expected) {
@@ -326,17 +360,11 @@ void runOne(Input& in)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static QApplication* app = [] {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        static int argc = 1;
-        static char name[] = "fuzz_changetracker_apply";
-        static char* argv[] = { name, nullptr };
-        auto* application = new QApplication(argc, argv);
-        // Nodes that lack nothing log nothing worth reading at this rate.
-        kq::LogQt::setLogLevel(100);
-        return application;
-    }();
-    (void)app;
+    static int argc = 1;
+    static char name[] = "fuzz_changetracker_apply";
+    static char* argv[] = { name, nullptr };
+    static QApplication* app = new QApplication(argc, argv);
+    Q_UNUSED(app)
     Input in { data, size };
     runOne(in);
     return 0;

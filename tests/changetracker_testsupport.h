@@ -540,6 +540,14 @@ QVector<int> toggledSelection(
     return result;
 }
 
+// The user selects one row of the tree (and no other).
+inline void selectOnly(kqgui::IpPortTreeWidget* tree, QTreeWidgetItem* row)
+{
+    tree->clearSelection();
+    tree->setCurrentItem(row);
+    row->setSelected(true);
+}
+
 // The user selects all text of a spin box or line edit and types.
 inline void typeReplacing(QWidget* w, const QString& text)
 {

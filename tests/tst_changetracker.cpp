@@ -358,13 +358,6 @@ QTreeWidgetItem* addRow(kqgui::IpPortTreeWidget* tree, const QString& address, i
     return row;
 }
 
-void selectOnly(kqgui::IpPortTreeWidget* tree, QTreeWidgetItem* row)
-{
-    tree->clearSelection();
-    tree->setCurrentItem(row);
-    row->setSelected(true);
-}
-
 QStringList committedRows(const kqgui::IpPortTreeWidget* tree)
 {
     QStringList rows;
