@@ -587,7 +587,14 @@ bool NodeDB::loadJson(const QByteArray& json, QString* error)
         loaded.push_back(n);
         return true;
     };
-    json::walkObject(json, visitor, &problem);
+    // Offsets into the document are ints: Qt 6 can hold more than 2 GiB.
+    bool tooLarge = false;
+    if constexpr (sizeof(json.size()) > sizeof(int))
+        tooLarge = json.size() > std::numeric_limits<int>::max();
+    if (tooLarge)
+        reader.fail(QStringLiteral("the document is larger than 2 GiB"));
+    else
+        json::walkObject(json, visitor, &problem);
     if (!problem.isEmpty() || (reader.error.isEmpty() && !nodesArray)) {
         reader.clearPlace();
         if (problem.what.isEmpty())
