@@ -15,9 +15,8 @@
 //   (as a dialog calling it by hand; applied here to a copy of the nodes),
 //   the list's toggled items added to or removed from each node's own
 //   selection, each deleted tree row's entries taken from every node, and
-//   everything else byte-identical; a
-//   typed text, a spin box value and a check box state reach every node as
-//   the user left them.
+//   everything else byte-identical; a typed text, a spin box value and a
+//   check box state reach every node as the user left them.
 //
 // Input: byte 0 the node count, then each node's values, then the mode
 // (none, revert, apply) and the edits, one or two bytes each.
