@@ -487,6 +487,67 @@ inline void toggleItem(QListWidget* list, QListWidgetItem* item)
     QTest::keyClick(list, Qt::Key_Space);
 }
 
+// A node's multiple-choice option as the randomised tests make them: some of
+// `universe` in a random order, and a selection of up to four positions
+// with repeats. `pick(n)` gives a number below n.
+template <class Pick>
+void randomOption(const QStringList& universe, Pick pick, QStringList* values, QVector<int>* selected)
+{
+    QStringList pool = universe;
+    const int size = 1 + pick(int(universe.size()));
+    for (int k = 0; k < size; ++k)
+        *values << pool.takeAt(pick(int(pool.size())));
+    const int picks = pick(5);
+    for (int k = 0; k < picks; ++k)
+        *selected << pick(int(values->size()));
+}
+
+// The list items the user toggled since the snapshot (`shown`: each value's
+// check state then), in list order: those now checked and those now
+// unchecked. Items showing the indeterminate state, disabled items and "AE"
+// are never applied, so they are left out.
+inline void toggledItems(const QListWidget* list, const QMap<QString, int>& shown, QStringList* checked,
+    QStringList* unchecked)
+{
+    for (int k = 0; k < list->count(); ++k) {
+        const QListWidgetItem* item = list->item(k);
+        const QString value = kq::propertyValue(item);
+        const int now = item->checkState();
+        if (now == shown.value(value) || now == Qt::PartiallyChecked || !kq::isEnabled(item)
+            || value == QLatin1String("AE"))
+            continue;
+        (now == Qt::Checked ? checked : unchecked)->append(value);
+    }
+}
+
+// A node's selection once the toggles are applied: its own selected
+// positions in order without those of unchecked values, then the first
+// position of each checked value the node lists and does not select yet.
+template <class Strings>
+QVector<int> toggledSelection(
+    const Strings& values, const QVector<int>& selected, const QStringList& checked, const QStringList& unchecked)
+{
+    QVector<int> result;
+    for (int index : selected) {
+        if (!unchecked.contains(values.at(index)))
+            result << index;
+    }
+    for (const QString& value : checked) {
+        const int index = int(values.indexOf(value));
+        if (index >= 0 && !selected.contains(index) && !result.contains(index))
+            result << index;
+    }
+    return result;
+}
+
+// The user selects one row of the tree (and no other).
+inline void selectOnly(kqgui::IpPortTreeWidget* tree, QTreeWidgetItem* row)
+{
+    tree->clearSelection();
+    tree->setCurrentItem(row);
+    row->setSelected(true);
+}
+
 // The user selects all text of a spin box or line edit and types.
 inline void typeReplacing(QWidget* w, const QString& text)
 {

@@ -360,13 +360,6 @@ QTreeWidgetItem* addRow(kqgui::IpPortTreeWidget* tree, const QString& address, i
     return row;
 }
 
-void selectOnly(kqgui::IpPortTreeWidget* tree, QTreeWidgetItem* row)
-{
-    tree->clearSelection();
-    tree->setCurrentItem(row);
-    row->setSelected(true);
-}
-
 QStringList committedRows(const kqgui::IpPortTreeWidget* tree)
 {
     QStringList rows;
@@ -1712,15 +1705,9 @@ void TestChangeTracker::randomEdits()
     QList<QStringList> entries;
     QJsonArray nodes;
     for (int n = 0; n < count; ++n) {
-        QStringList pool = universe;
         QStringList own;
-        const int size = 1 + random.bounded(universe.size());
-        for (int k = 0; k < size; ++k)
-            own << pool.takeAt(random.bounded(pool.size()));
         QVector<int> selected;
-        const int picks = random.bounded(5);
-        for (int k = 0; k < picks; ++k)
-            selected << random.bounded(own.size());
+        randomOption(universe, [&](int n) { return int(random.bounded(n)); }, &own, &selected);
         QStringList list;
         const int length = random.bounded(6);
         for (int k = 0; k < length; ++k) {
@@ -1891,18 +1878,9 @@ void TestChangeTracker::randomEdits()
                                 .arg(log.isEmpty() ? QStringLiteral("none") : log.join(QStringLiteral("; ")));
 
     // The model: toggled items against the snapshot's states.
-    QSet<QString> checkedValues;
-    QSet<QString> uncheckedValues;
-    for (int k = 0; k < list->count(); ++k) {
-        const QString value = kq::propertyValue(list->item(k));
-        const int now = list->item(k)->checkState();
-        if (now == shownStates.value(value) || now == Qt::PartiallyChecked)
-            continue;
-        if (now == Qt::Checked)
-            checkedValues.insert(value);
-        else
-            uncheckedValues.insert(value);
-    }
+    QStringList checkedValues;
+    QStringList uncheckedValues;
+    toggledItems(list, shownStates, &checkedValues, &uncheckedValues);
     const bool changed = !checkedValues.isEmpty() || !uncheckedValues.isEmpty() || !touched.isEmpty();
     QVERIFY2(tracker.hasChanges() == changed, qPrintable(context));
 
@@ -1916,17 +1894,9 @@ void TestChangeTracker::randomEdits()
         const QMap<QString, QJsonObject> p = propertiesOf(after.value(ids.at(n)));
 
         // List: kept selections in order, then the added values.
-        QVector<int> kept;
-        for (int index : selections.at(n)) {
-            if (!uncheckedValues.contains(values.at(n).at(index)))
-                kept << index;
-        }
-        QVector<int> added;
-        for (const QString& value : std::as_const(checkedValues)) {
-            const int index = values.at(n).indexOf(value);
-            if (index >= 0 && !selections.at(n).contains(index))
-                added << index;
-        }
+        const QVector<int> kept = toggledSelection(values.at(n), selections.at(n), {}, uncheckedValues);
+        const QVector<int> added
+            = toggledSelection(values.at(n), selections.at(n), checkedValues, uncheckedValues).mid(kept.size());
         const QJsonObject streams = p.value(QStringLiteral("Streams"));
         QVERIFY2(
             streams.value(QStringLiteral("values")).toArray() == strings(values.at(n)), qPrintable(context));

@@ -50,6 +50,7 @@
 #include "propertywidgets_testsupport.h"
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 
 namespace {
@@ -191,6 +192,7 @@ private:
     void openWindow();
     // Clicks the cameras in the list, the first plainly, the others with Ctrl.
     void clickCameras(const QStringList& nodeIds);
+    void showGateWithExposureWindows(const QVariantList& stored);
     void clickTab(const QString& name);
     // Clicks Apply (Revert) once it is enabled: the dialog learns of an edit
     // when the event loop next runs.
@@ -217,6 +219,7 @@ private Q_SLOTS:
     void exposureWindowsAreMarkedDrawnAndStored();
     void motionWindowSettingsAreEditedAndStored();
     void windowsThePanesCannotShowSurviveApply();
+    void windowNumbersOutsideTheIntRangeAreNotShown();
     void lensCorrectedCamerasHavePolygonWindows();
     void eventsAreCheckedAndWrittenBack();
     void alarmReceiversAreReorderedAndRemoved();
@@ -644,6 +647,20 @@ void TestDemo::motionWindowSettingsAreEditedAndStored()
     QCOMPARE(pane->sensitivity(1), 31);
 }
 
+// The demo over the built-in cameras, with `stored` as the gate camera's
+// exposure windows, showing the gate camera.
+void TestDemo::showGateWithExposureWindows(const QVariantList& stored)
+{
+    demo::CameraDocument document;
+    QStringList problems;
+    document.loadAtStart(QString(), &problems);
+    kq::NodeDB::getDB()->node(kGate)->session()->setAttribute(demo::ExposureWindowsAttribute, stored);
+    m_window = std::make_unique<demo::MainWindow>(document);
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+    clickCameras({ kGate });
+}
+
 void TestDemo::windowsThePanesCannotShowSurviveApply()
 {
     // a window without a usable rectangle, before a good one
@@ -652,16 +669,10 @@ void TestDemo::windowsThePanesCannotShowSurviveApply()
         QVariantMap { { QStringLiteral("rect"), QVariantList { 10, 20, 109, 69 } },
             { QStringLiteral("excluded"), true } },
     };
-    demo::CameraDocument document;
-    QStringList problems;
-    document.loadAtStart(QString(), &problems);
-    kq::NodeDB::getDB()->node(kGate)->session()->setAttribute(demo::ExposureWindowsAttribute, stored);
-
     kqtest::LogCapture log(kq::Log::Warning);
-    m_window = std::make_unique<demo::MainWindow>(document);
-    m_window->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
-    clickCameras({ kGate });
+    showGateWithExposureWindows(stored);
+    if (QTest::currentTestFailed())
+        return;
     QVERIFY2(
         log.lines().contains(QStringLiteral(
             "camera cam-gate: exposure window #0 has no valid \"rect\" or \"polygon\"; it is not shown")),
@@ -677,6 +688,35 @@ void TestDemo::windowsThePanesCannotShowSurviveApply()
     clickApply();
     QCOMPARE(cameraProperty(kGate, demo::HttpPortProperty)->value(), 81);
     QCOMPARE(windowsAttribute(kGate, demo::ExposureWindowsAttribute), stored);
+}
+
+// Window coordinates from a hostile document: numbers past the int range,
+// NaN given as text, infinities. Converting them to int was undefined; each
+// such window is now skipped like any other unusable one.
+void TestDemo::windowNumbersOutsideTheIntRangeAreNotShown()
+{
+    const QVariantList stored {
+        QVariantMap { { QStringLiteral("rect"), QVariantList { 0, 0, 1e300, 5 } } },
+        QVariantMap { { QStringLiteral("rect"), QVariantList { 3e9, 0, 10, 5 } } },
+        QVariantMap { { QStringLiteral("rect"), QVariantList { QStringLiteral("nan"), 0, 10, 5 } } },
+        QVariantMap { { QStringLiteral("rect"), QVariantList { -std::numeric_limits<double>::infinity(), 0, 10, 5 } } },
+        QVariantMap { { QStringLiteral("polygon"),
+            QVariantList { QVariantList { 1, 1 }, QVariantList { 2147483648.0, 1 }, QVariantList { 5, 9 } } } },
+        QVariantMap { { QStringLiteral("rect"), QVariantList { 10, 20, 109, 69 } } },
+    };
+    kqtest::LogCapture log(kq::Log::Warning);
+    showGateWithExposureWindows(stored);
+    if (QTest::currentTestFailed())
+        return;
+    for (int i = 0; i < 5; ++i) {
+        const QString line
+            = QStringLiteral("camera cam-gate: exposure window #%1 has no valid \"rect\" or \"polygon\"; it is not shown")
+                  .arg(i);
+        QVERIFY2(log.lines().contains(line), qPrintable(log.lines().join(QLatin1Char('\n'))));
+    }
+    auto* pane = widget<kqgui::ExposureWindowPane>("exposurePane");
+    QCOMPARE(pane->count(), 1);
+    QCOMPARE(pane->rectControlAt(0)->applRect(), QRect(10, 20, 100, 50));
 }
 
 void TestDemo::lensCorrectedCamerasHavePolygonWindows()

@@ -47,9 +47,8 @@ bool CameraDocument::load(const QString& path, QString* error)
         *error = QStringLiteral("%1 holds no cameras").arg(QDir::toNativeSeparators(path));
         return false;
     }
-    kq::NodeDB* db = kq::NodeDB::getDB();
-    db->clear();
-    db->loadJson(json);
+    // The old cameras go with the scratch database.
+    kq::NodeDB::getDB()->swap(scratch);
     m_source = path;
     return true;
 }

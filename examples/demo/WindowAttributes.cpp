@@ -8,6 +8,8 @@
 #include <QRect>
 #include <QVariantMap>
 
+#include <limits>
+
 namespace demo {
 
 namespace {
@@ -30,7 +32,9 @@ namespace {
     {
         bool ok = false;
         const double d = v.toDouble(&ok);
-        if (!ok || d != int(d))
+        // Outside the int range (or NaN, which a text such as "nan" gives)
+        // the conversion below would be undefined.
+        if (!ok || !(d >= std::numeric_limits<int>::min() && d <= std::numeric_limits<int>::max()) || d != int(d))
             return false;
         *out = int(d);
         return true;

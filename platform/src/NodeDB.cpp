@@ -1,9 +1,12 @@
 #include <kq/NodeDB.h>
 
+#include "JsonOutline_p.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonValue>
+#include <QSet>
 
 #include <cmath>
 #include <limits>
@@ -35,11 +38,41 @@ namespace {
     const QLatin1String kMin("min");
     const QLatin1String kMax("max");
 
-    // Collects what is wrong with the document; the first problem wins.
+    // Collects what is wrong with the document; the first problem in
+    // document order wins.
     struct Reader {
         QString node;
-        QString property;
+        // The property being read: its index in the node's list, and its
+        // identifier once read (formatted only for a message).
+        int propertyIndex = -1;
+        bool propertyIdRead = false;
+        qint32 propertyId = 0;
         QString error;
+        // Texts read so far. Property names, option values and attribute
+        // keys repeat from node to node; each distinct text is stored once
+        // and shared by every node that holds it.
+        QSet<QString> texts;
+
+        QString shared(const QString& text)
+        {
+            const auto it = texts.constFind(text);
+            if (it != texts.constEnd())
+                return *it;
+            texts.insert(text);
+            return text;
+        }
+
+        void clearProperty()
+        {
+            propertyIndex = -1;
+            propertyIdRead = false;
+        }
+
+        void clearPlace()
+        {
+            node.clear();
+            clearProperty();
+        }
 
         bool fail(const QString& what)
         {
@@ -48,20 +81,29 @@ namespace {
             QString where;
             if (!node.isEmpty())
                 where = QStringLiteral("node '%1'").arg(node);
+            QString property;
+            if (propertyIdRead)
+                property = QStringLiteral("0x%1").arg(quint32(propertyId), 0, 16);
+            else if (propertyIndex >= 0)
+                property = QStringLiteral("#%1").arg(propertyIndex);
             if (!property.isEmpty())
                 where += (where.isEmpty() ? QString() : QStringLiteral(", ")) + QStringLiteral("property %1").arg(property);
             error = where.isEmpty() ? what : where + QStringLiteral(": ") + what;
             return false;
         }
 
-        bool readInt32(const QJsonValue& v, const QString& key, qint32* out)
+        // `index` >= 0 names element `index` of the array `key`.
+        bool readInt32(const QJsonValue& v, QLatin1String key, qint32* out, int index = -1)
         {
+            const auto name = [&] {
+                return index < 0 ? QString(key) : QStringLiteral("%1[%2]").arg(key).arg(index);
+            };
             if (!v.isDouble())
-                return fail(QStringLiteral("'%1' must be an integer").arg(key));
+                return fail(QStringLiteral("'%1' must be an integer").arg(name()));
             const double d = v.toDouble();
             if (std::trunc(d) != d || d < double(std::numeric_limits<qint32>::min())
                 || d > double(std::numeric_limits<qint32>::max()))
-                return fail(QStringLiteral("'%1' must be a 32-bit integer, not %2").arg(key).arg(d, 0, 'g', 17));
+                return fail(QStringLiteral("'%1' must be a 32-bit integer, not %2").arg(name()).arg(d, 0, 'g', 17));
             *out = qint32(d);
             return true;
         }
@@ -81,7 +123,7 @@ namespace {
             }
             if (v.isUndefined())
                 return fail(QStringLiteral("'id' is missing"));
-            return readInt32(v, QStringLiteral("id"), out);
+            return readInt32(v, kId, out);
         }
 
         bool readString(const QJsonObject& o, const QString& key, QString* out, bool required)
@@ -94,7 +136,7 @@ namespace {
             }
             if (!v.isString())
                 return fail(QStringLiteral("'%1' must be a string").arg(key));
-            *out = v.toString();
+            *out = shared(v.toString());
             return true;
         }
 
@@ -132,7 +174,7 @@ namespace {
             for (int i = 0; i < a.size(); ++i) {
                 if (!a.at(i).isString())
                     return fail(QStringLiteral("element %1 of '%2' must be a string").arg(i).arg(key));
-                out->append(a.at(i).toString());
+                out->append(shared(a.at(i).toString()));
             }
             return true;
         }
@@ -166,16 +208,15 @@ namespace {
             Option option;
             for (int i = 0; i < a.size(); ++i) {
                 const QJsonValue v = a.at(i);
-                const QString key = QStringLiteral("values[%1]").arg(i);
                 if constexpr (std::is_same<T, QString>::value) {
                     if (!v.isString()) {
                         fail(QStringLiteral("element %1 of 'values' must be a string").arg(i));
                         return nullptr;
                     }
-                    option.values.append(v.toString());
+                    option.values.append(shared(v.toString()));
                 } else if constexpr (std::is_same<T, int>::value) {
                     qint32 n = 0;
-                    if (!readInt32(v, key, &n))
+                    if (!readInt32(v, kValues, &n, i))
                         return nullptr;
                     option.values.append(n);
                 } else {
@@ -199,7 +240,8 @@ namespace {
             qint32 id = 0;
             if (!readId(o.value(kId), &id))
                 return nullptr;
-            property = QStringLiteral("0x%1").arg(quint32(id), 0, 16);
+            propertyId = id;
+            propertyIdRead = true;
             QString kind, idName, name;
             bool reboot = false;
             if (!readString(o, kKind, &kind, true) || !readString(o, kIdName, &idName, false)
@@ -253,7 +295,7 @@ namespace {
                     return nullptr;
                 for (int i = 0; i < selected.size(); ++i) {
                     qint32 idx = 0;
-                    if (!readInt32(selected.at(i), QStringLiteral("selected[%1]").arg(i), &idx))
+                    if (!readInt32(selected.at(i), kSelected, &idx, i))
                         return nullptr;
                     if (idx < 0 || idx >= option.values.size()) {
                         fail(QStringLiteral("'selected' index %1 is out of range (%2 values)")
@@ -289,7 +331,7 @@ namespace {
                         fail(QStringLiteral("profile '%1' must be a string").arg(it.key()));
                         return nullptr;
                     }
-                    profiles.insert(it.key(), Profile(it.value().toString()));
+                    profiles.insert(shared(it.key()), Profile(shared(it.value().toString())));
                 }
                 return std::make_unique<ProfilesProperty>(
                     QSharedPointer<const ProfilesInfo>::create(id, idName, name, reboot), profiles);
@@ -298,10 +340,32 @@ namespace {
             return nullptr;
         }
 
+        // QJsonValue::toVariant() with the texts shared.
+        QVariant toVariant(const QJsonValue& v)
+        {
+            if (v.isString())
+                return shared(v.toString());
+            if (v.isArray()) {
+                const QJsonArray a = v.toArray();
+                QVariantList list;
+                list.reserve(a.size());
+                for (const QJsonValue& element : a)
+                    list.append(toVariant(element));
+                return list;
+            }
+            if (v.isObject()) {
+                const QJsonObject o = v.toObject();
+                QVariantMap map;
+                for (auto it = o.begin(); it != o.end(); ++it)
+                    map.insert(shared(it.key()), toVariant(it.value()));
+                return map;
+            }
+            return v.toVariant();
+        }
+
         kqm::smart<Node> readNode(const QJsonObject& o)
         {
-            node.clear();
-            property.clear();
+            clearPlace();
             QString id, name;
             if (!readString(o, kId, &id, true))
                 return {};
@@ -334,6 +398,14 @@ namespace {
                     fail(QStringLiteral("'imageRect' must have a positive width and height"));
                     return {};
                 }
+                // Image coordinates end up in integer pixel rectangles and
+                // points; beyond the 32-bit range they would not convert.
+                const double lowest = std::numeric_limits<qint32>::min();
+                const double highest = std::numeric_limits<qint32>::max();
+                if (n[0] < lowest || n[1] < lowest || n[0] + n[2] > highest || n[1] + n[3] > highest) {
+                    fail(QStringLiteral("'imageRect' must lie within 32-bit image coordinates"));
+                    return {};
+                }
                 imageRect = QRectF(n[0], n[1], n[2], n[3]);
             }
 
@@ -342,7 +414,8 @@ namespace {
             if (o.contains(kProperties) && !readArray(o, kProperties, &properties))
                 return {};
             for (int i = 0; i < properties.size(); ++i) {
-                property = QStringLiteral("#%1").arg(i);
+                clearProperty();
+                propertyIndex = i;
                 if (!properties.at(i).isObject()) {
                     fail(QStringLiteral("must be an object"));
                     return {};
@@ -356,11 +429,11 @@ namespace {
                 }
                 session->addProperty(std::move(p));
             }
-            property.clear();
+            clearProperty();
             for (auto it = o.begin(); it != o.end(); ++it) {
                 const QString key = it.key();
                 if (key != kId && key != kName && key != kImageRect && key != kProperties)
-                    session->setAttribute(key, it.value().toVariant());
+                    session->setAttribute(shared(key), toVariant(it.value()));
             }
             return kqm::smart<Node>(new Node(id, name, session));
         }
@@ -467,35 +540,67 @@ QStringList NodeDB::nodeIds() const
 
 bool NodeDB::loadJson(const QByteArray& json, QString* error)
 {
-    QJsonParseError parseError;
-    const QJsonDocument doc = QJsonDocument::fromJson(json, &parseError);
+    // One node of the document is parsed at a time (json::walkObject): the
+    // database then holds the document's text and the nodes built so far,
+    // never the whole parsed document besides. Nodes join the database only
+    // once the whole document has been read.
     Reader reader;
     std::vector<kqm::smart<Node>> loaded;
-    if (doc.isNull()) {
-        reader.fail(QStringLiteral("malformed JSON at offset %1: %2")
-                        .arg(parseError.offset)
-                        .arg(parseError.errorString()));
-    } else if (!doc.isObject() || !doc.object().value(kNodes).isArray()) {
-        reader.fail(QStringLiteral("the document must be an object with a 'nodes' array"));
-    } else {
-        const QJsonArray nodes = doc.object().value(kNodes).toArray();
-        QSet<QString> seen;
-        for (int i = 0; i < nodes.size() && reader.error.isEmpty(); ++i) {
-            if (!nodes.at(i).isObject()) {
-                reader.fail(QStringLiteral("node #%1 must be an object").arg(i));
-                break;
-            }
-            kqm::smart<Node> n = reader.readNode(nodes.at(i).toObject());
-            if (n.null())
-                break;
-            if (seen.contains(n->id())) {
-                reader.property.clear();
-                reader.fail(QStringLiteral("duplicate node id"));
-                break;
-            }
-            seen.insert(n->id());
-            loaded.push_back(n);
+    QSet<QString> seen;
+    bool nodesArray = false;
+    json::Visitor visitor;
+    json::Problem problem;
+    visitor.arrayKey = kNodes;
+    visitor.arrayBegins = [&] {
+        // A later "nodes" replaces an earlier one, as in a JSON object.
+        loaded.clear();
+        seen.clear();
+        nodesArray = true;
+    };
+    visitor.member = [&](const QString& key, json::Span span) {
+        QJsonValue ignored;
+        if (!json::parseValue(json, span, &ignored, &problem))
+            return false;
+        if (key == kNodes) {
+            loaded.clear();
+            seen.clear();
+            nodesArray = false;
         }
+        return true;
+    };
+    visitor.element = [&](int i, json::Span span) {
+        QJsonValue value;
+        if (!json::parseValue(json, span, &value, &problem))
+            return false;
+        if (!value.isObject()) {
+            reader.clearPlace();
+            return reader.fail(QStringLiteral("node #%1 must be an object").arg(i));
+        }
+        kqm::smart<Node> n = reader.readNode(value.toObject());
+        if (n.null())
+            return false;
+        if (seen.contains(n->id())) {
+            reader.clearProperty();
+            return reader.fail(QStringLiteral("duplicate node id"));
+        }
+        seen.insert(n->id());
+        loaded.push_back(n);
+        return true;
+    };
+    // Offsets into the document are ints: Qt 6 can hold more than 2 GiB.
+    bool tooLarge = false;
+    if constexpr (sizeof(json.size()) > sizeof(int))
+        tooLarge = json.size() > std::numeric_limits<int>::max();
+    if (tooLarge)
+        reader.fail(QStringLiteral("the document is larger than 2 GiB"));
+    else
+        json::walkObject(json, visitor, &problem);
+    if (!problem.isEmpty() || (reader.error.isEmpty() && !nodesArray)) {
+        reader.clearPlace();
+        if (problem.what.isEmpty())
+            reader.fail(QStringLiteral("the document must be an object with a 'nodes' array"));
+        else
+            reader.fail(QStringLiteral("malformed JSON at offset %1: %2").arg(problem.offset).arg(problem.what));
     }
     if (!reader.error.isEmpty()) {
         if (error)
@@ -557,6 +662,12 @@ void NodeDB::clear()
 {
     m_nodes.clear();
     m_order.clear();
+}
+
+void NodeDB::swap(NodeDB& other)
+{
+    m_nodes.swap(other.m_nodes);
+    m_order.swap(other.m_order);
 }
 
 } // namespace kq

@@ -62,7 +62,9 @@ public:
 
     // Adds the document's nodes, replacing nodes of the same identifier.
     // On bad input returns false, sets *error to a message naming the node,
-    // the property and what is wrong, and changes nothing.
+    // the property and what is wrong (the first problem in document order),
+    // and changes nothing. Peak memory while loading stays near the size of
+    // the nodes built: the document is parsed one node at a time.
     bool loadJson(const QByteArray& json, QString* error = nullptr);
     // The whole database in the format loadJson reads.
     QByteArray toJson() const;
@@ -70,6 +72,10 @@ public:
     void insert(const QString& id, const QString& name, kqm::smart<MemoryConfigSession> session);
     bool remove(const QString& id);
     void clear();
+    // Exchanges the nodes of the two databases (handles stay valid). A
+    // document checked in a scratch database replaces the nodes without
+    // being loaded twice.
+    void swap(NodeDB& other);
 
 private:
     QStringList m_order;
