@@ -56,7 +56,7 @@ has configdialogs-demo "./usr/bin/configdialogs-demo" || fail "the demo is not i
 # shlibs: other packages linking the library get a dependency on this one.
 shlibs=$(dpkg-deb --ctrl-tarfile "$(deb_of $runtime)" | tar -xO ./shlibs)
 echo "$shlibs"
-grep -q "^libConfigDialogs 1 $runtime (>= " <<<"$shlibs" || fail "$runtime has no shlibs entry"
+grep -q "^libConfigDialogs $soversion $runtime (>= " <<<"$shlibs" || fail "$runtime has no shlibs entry"
 # Dependencies computed from the binaries: the Qt libraries they link.
 field $runtime Depends | grep "libqt6widgets6" >/dev/null || fail "$runtime does not depend on Qt 6 Widgets"
 field configdialogs-demo Depends | grep "$runtime (= " >/dev/null || fail "the demo does not depend on $runtime"
