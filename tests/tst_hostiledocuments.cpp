@@ -509,10 +509,10 @@ void TestHostileDocuments::hundredThousandCameras()
                 "growth %.1f MB = %.2f x the document (%lld ms with generating and writing it)\n",
         count, load.size / 1e6, load.loadMs, 1000.0 * load.loadMs / count, load.growth / 1e6, ratio,
         timer.elapsed());
-    // A compact document packs more nodes in a megabyte than a saved one
-    // (twoHundredMegabyteSavedDocument): see docs/robustness.md for both.
+    // A compact document packs the most nodes into a megabyte, so it is the
+    // hardest case for the bound (docs/robustness.md has the figures).
 #ifndef CONFIGDIALOGS_SANITIZED
-    QVERIFY2(ratio <= 8.0, qPrintable(QString::number(ratio)));
+    QVERIFY2(ratio <= 4.0, qPrintable(QString::number(ratio)));
 #endif
 }
 

@@ -2,6 +2,7 @@
 // round trip, and refusing bad documents without changing anything.
 #include <kq/NodeDB.h>
 
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QtTest>
@@ -55,6 +56,10 @@ private Q_SLOTS:
     void replacesNodesOfTheSameId();
     void handlesOutliveReplacement();
     void insertRemoveClear();
+    void equalInfosAndChoicesAreSharedBetweenNodes();
+    void sharedChoicesDetachOnWrite();
+    void sessionFindsPropertiesAtEverySize_data();
+    void sessionFindsPropertiesAtEverySize();
     void badInputChangesNothing_data();
     void badInputChangesNothing();
 };
@@ -237,6 +242,143 @@ void TestNodeDB::insertRemoveClear()
     db->clear();
     QVERIFY(db->nodeIds().isEmpty());
     QCOMPARE(QJsonDocument::fromJson(db->toJson()).object().value(QStringLiteral("nodes")).toArray().size(), 0);
+}
+
+namespace {
+    // Two cameras with the same property definitions and choices, and a
+    // third whose Resolution property has another name.
+    const QByteArray kThreeOfAModel = R"({ "nodes": [
+      { "id": "a", "properties": [
+        { "id": 1, "kind": "stringOptions", "idName": "Resolution", "values": ["720p", "1080p"], "selected": 0 },
+        { "id": 2, "kind": "long", "idName": "Quality", "value": 5, "min": 0, "max": 10 },
+        { "id": 3, "kind": "doubleOptions", "values": [5, 12.5], "selected": 1 } ] },
+      { "id": "b", "properties": [
+        { "id": 1, "kind": "stringOptions", "idName": "Resolution", "values": ["720p", "1080p"], "selected": 1 },
+        { "id": 2, "kind": "long", "idName": "Quality", "value": 9, "min": 0, "max": 10 },
+        { "id": 3, "kind": "doubleOptions", "values": [5, 12.5], "selected": 0 } ] },
+      { "id": "c", "properties": [
+        { "id": 1, "kind": "stringOptions", "idName": "Size", "values": ["720p", "1080p"], "selected": 1 },
+        { "id": 2, "kind": "long", "idName": "Quality", "value": 9, "min": 0, "max": 9 },
+        { "id": 3, "kind": "doubleOptions", "values": [5, 12.5, 25], "selected": 0 } ] } ] })";
+
+    template <class P>
+    const P* propertyOf(const QString& node, int id)
+    {
+        const auto session = kq::NodeDB::getDB()->session(node);
+        return session.null() ? nullptr : dynamic_cast<const P*>(session->property(id, ctx));
+    }
+}
+
+// Cameras of one model repeat the same property definitions and choices: the
+// database holds each once, which is most of what a large document's nodes
+// would otherwise take.
+void TestNodeDB::equalInfosAndChoicesAreSharedBetweenNodes()
+{
+    QVERIFY(kq::NodeDB::getDB()->loadJson(kThreeOfAModel));
+    const auto* aOptions = propertyOf<kq::StringOptionsProperty>(QStringLiteral("a"), 1);
+    const auto* bOptions = propertyOf<kq::StringOptionsProperty>(QStringLiteral("b"), 1);
+    const auto* cOptions = propertyOf<kq::StringOptionsProperty>(QStringLiteral("c"), 1);
+    QVERIFY(aOptions && bOptions && cOptions);
+    QCOMPARE(aOptions->info(), bOptions->info());
+    QVERIFY(cOptions->info() != aOptions->info()); // another idName
+    QCOMPARE(cOptions->info()->idName(), QStringLiteral("Size"));
+    QCOMPARE(aOptions->value().values.constData(), bOptions->value().values.constData());
+    QCOMPARE(cOptions->value().values.constData(), aOptions->value().values.constData());
+    QCOMPARE(aOptions->value().selectedIndex, 0);
+    QCOMPARE(bOptions->value().selectedIndex, 1);
+
+    const auto* aLong = propertyOf<kq::LongProperty>(QStringLiteral("a"), 2);
+    const auto* bLong = propertyOf<kq::LongProperty>(QStringLiteral("b"), 2);
+    const auto* cLong = propertyOf<kq::LongProperty>(QStringLiteral("c"), 2);
+    QVERIFY(aLong && bLong && cLong);
+    QCOMPARE(aLong->info(), bLong->info());
+    QVERIFY(cLong->info() != aLong->info()); // another maximum
+    QCOMPARE(cLong->typedInfo()->max, 9);
+    QCOMPARE(aLong->typedInfo()->max, 10);
+    QCOMPARE(bLong->value(), 9);
+
+    const auto* aDouble = propertyOf<kq::DoubleOptionsProperty>(QStringLiteral("a"), 3);
+    const auto* cDouble = propertyOf<kq::DoubleOptionsProperty>(QStringLiteral("c"), 3);
+    QVERIFY(aDouble && cDouble);
+    QVERIFY(aDouble->value().values.constData() != cDouble->value().values.constData());
+    QCOMPARE(cDouble->value().values, (QVector<double> { 5, 12.5, 25 }));
+    // Shared or not, every node is saved with its own values.
+    const QJsonArray nodes
+        = QJsonDocument::fromJson(kq::NodeDB::getDB()->toJson()).object().value(QStringLiteral("nodes")).toArray();
+    QCOMPARE(nodes.size(), 3);
+    const auto savedProperty = [&](int node, int index) {
+        return nodes.at(node).toObject().value(QStringLiteral("properties")).toArray().at(index).toObject();
+    };
+    QCOMPARE(savedProperty(1, 0).value(QStringLiteral("selected")).toInt(), 1);
+    QCOMPARE(savedProperty(2, 0).value(QStringLiteral("idName")).toString(), QStringLiteral("Size"));
+    QCOMPARE(savedProperty(2, 1).value(QStringLiteral("max")).toInt(), 9);
+    QCOMPARE(savedProperty(2, 2).value(QStringLiteral("values")).toArray().size(), 3);
+    QCOMPARE(savedProperty(0, 2).value(QStringLiteral("values")).toArray().size(), 2);
+}
+
+void TestNodeDB::sharedChoicesDetachOnWrite()
+{
+    QVERIFY(kq::NodeDB::getDB()->loadJson(kThreeOfAModel));
+    const auto session = kq::NodeDB::getDB()->session(QStringLiteral("a"));
+    auto* aOptions = static_cast<kq::StringOptionsProperty*>(session->property(1, ctx));
+    aOptions->value().setSelectedValue(QStringLiteral("4K")); // appended, then selected
+    QCOMPARE(aOptions->value().values, (QVector<QString> { QStringLiteral("720p"), QStringLiteral("1080p"), QStringLiteral("4K") }));
+    for (const auto& node : { QStringLiteral("b"), QStringLiteral("c") }) {
+        const auto* other = propertyOf<kq::StringOptionsProperty>(node, 1);
+        QCOMPARE(other->value().values, (QVector<QString> { QStringLiteral("720p"), QStringLiteral("1080p") }));
+    }
+}
+
+void TestNodeDB::sessionFindsPropertiesAtEverySize_data()
+{
+    QTest::addColumn<int>("count");
+    for (int count : { 0, 1, 14, 31, 32, 33, 34, 100, 1000 })
+        QTest::addRow("%d properties", count) << count;
+}
+
+// A session finds its properties by going through them while it holds few
+// and through an index once it holds many: every operation must agree
+// whichever way it is answered, across the change and back.
+void TestNodeDB::sessionFindsPropertiesAtEverySize()
+{
+    QFETCH(int, count);
+    kq::MemoryConfigSession session;
+    const auto add = [&](int id, qint32 value) {
+        return session.emplace<kq::LongProperty>(
+            QSharedPointer<const kq::LongInfo>::create(id, QString(), QString(), false), value);
+    };
+    // Identifiers out of order and spread over the whole range.
+    const auto idOf = [](int i) { return int(quint32(i) * 2654435761u); };
+    for (int i = 0; i < count; ++i)
+        add(idOf(i), i);
+    QCOMPARE(session.properties().size(), count);
+    for (int i = 0; i < count; ++i) {
+        QVERIFY(session.hasProperty(idOf(i), ctx));
+        QCOMPARE(session.property(kq::ELongProperty(idOf(i)), ctx)->value(), i);
+    }
+    QVERIFY(!session.hasProperty(idOf(count), ctx));
+    QVERIFY(!session.property(idOf(count), ctx));
+    // Replacing keeps the place in the list; the new property is found.
+    if (count > 0) {
+        kq::LongProperty* replaced = add(idOf(count / 2), -1);
+        QCOMPARE(session.properties().size(), count);
+        QCOMPARE(session.properties().at(count / 2), static_cast<kq::Property*>(replaced));
+        QCOMPARE(session.property(idOf(count / 2), ctx), static_cast<kq::Property*>(replaced));
+    }
+    // Removing every other one, then adding them again at the end.
+    for (int i = 0; i < count; i += 2)
+        QVERIFY(session.removeProperty(idOf(i)));
+    for (int i = 0; i < count; ++i)
+        QCOMPARE(session.hasProperty(idOf(i), ctx), i % 2 == 1);
+    for (int i = 0; i < count; i += 2)
+        add(idOf(i), 10 * i);
+    QCOMPARE(session.properties().size(), count);
+    for (int i = 0; i < count; ++i) {
+        const int expected = i % 2 == 0 ? 10 * i : (i == count / 2 ? -1 : i);
+        QCOMPARE(session.property(kq::ELongProperty(idOf(i)), ctx)->value(), expected);
+    }
+    if (count > 1)
+        QCOMPARE(session.properties().last()->id(), idOf((count - 1) & ~1));
 }
 
 void TestNodeDB::badInputChangesNothing_data()

@@ -9,16 +9,35 @@ MemoryConfigSession::MemoryConfigSession(const QRectF& imageRect)
 
 MemoryConfigSession::~MemoryConfigSession() = default;
 
+namespace {
+    // Up to this many properties, a session finds one by going through its
+    // list: a few dozen pointers are read as fast as a hash is looked up,
+    // and the index would take more memory than the properties themselves
+    // (close to 1 KB for 14 entries with Qt 6). Above it, the index by
+    // identifier is built and kept.
+    constexpr size_t IndexFromCount = 32;
+}
+
+Property* MemoryConfigSession::find(int id) const
+{
+    if (!m_byId.isEmpty())
+        return m_byId.value(id, nullptr);
+    for (const auto& p : m_properties) {
+        if (p->id() == id)
+            return p.get();
+    }
+    return nullptr;
+}
+
 Property* MemoryConfigSession::addProperty(std::unique_ptr<Property> property)
 {
     if (!property)
         return nullptr;
     Property* raw = property.get();
     const int id = raw->id();
-    auto it = m_byId.find(id);
-    if (it != m_byId.end()) {
+    if (Property* old = find(id)) {
         for (auto& slot : m_properties) {
-            if (slot.get() == it.value()) {
+            if (slot.get() == old) {
                 slot = std::move(property);
                 break;
             }
@@ -26,15 +45,22 @@ Property* MemoryConfigSession::addProperty(std::unique_ptr<Property> property)
     } else {
         m_properties.push_back(std::move(property));
     }
-    m_byId.insert(id, raw);
+    if (!m_byId.isEmpty()) {
+        m_byId.insert(id, raw);
+    } else if (m_properties.size() > IndexFromCount) {
+        m_byId.reserve(int(m_properties.size()));
+        for (const auto& p : m_properties)
+            m_byId.insert(p->id(), p.get());
+    }
     return raw;
 }
 
 bool MemoryConfigSession::removeProperty(int id)
 {
-    Property* p = m_byId.take(id);
+    Property* p = find(id);
     if (!p)
         return false;
+    m_byId.remove(id);
     for (auto it = m_properties.begin(); it != m_properties.end(); ++it) {
         if (it->get() == p) {
             m_properties.erase(it);
@@ -76,12 +102,12 @@ IInterface* MemoryConfigSession::getInterface(const std::string& name)
 
 bool MemoryConfigSession::hasProperty(int id, int) const
 {
-    return m_byId.contains(id);
+    return find(id) != nullptr;
 }
 
 Property* MemoryConfigSession::property(int id, int) const
 {
-    return m_byId.value(id, nullptr);
+    return find(id);
 }
 
 BoolProperty* MemoryConfigSession::property(EBoolProperty id, int) const

@@ -61,6 +61,8 @@ public:
     QRectF imageRect() const override { return m_imageRect; }
 
 private:
+    Property* find(int id) const;
+
     template <class P>
     P* typed(int id) const
     {
@@ -68,6 +70,7 @@ private:
     }
 
     std::vector<std::unique_ptr<Property>> m_properties;
+    // Index by identifier, built once the session holds many properties.
     QHash<int, Property*> m_byId;
     QRectF m_imageRect;
     QVariantMap m_attributes;
