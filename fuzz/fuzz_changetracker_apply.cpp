@@ -366,5 +366,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     Q_UNUSED(app)
     Input in { data, size };
     runOne(in);
+    // There is no event loop here to delete what was left for later (item
+    // editors closed by typing, for instance): it goes with its input.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     return 0;
 }
