@@ -244,6 +244,8 @@ private Q_SLOTS:
     void aCodecTheLastCameraLackedIsOfferedForTheNext();
     void theFirstMasterRowChosenShowsItsPort();
     void aKeyFrameIntervalTypedInIsOneTheCameraOffers();
+    void aKeyFrameIntervalStillBeingTypedIsOneTheCameraOffersOnApply();
+    void keyFrameIntervalsThatDifferStayAsTheyWereWhenLeftAlone();
 };
 
 void TestDemo::initTestCase()
@@ -1429,6 +1431,53 @@ void TestDemo::aKeyFrameIntervalTypedInIsOneTheCameraOffers()
     const kq::LongOptionsProperty* interval = cameraProperty(kEntrance, demo::KeyFrameIntervalProperty);
     QCOMPARE(interval->value().values, QVector<int>({ 1, 10, 25, 50, 100 }));
     QCOMPARE(interval->value().getSelectedValue(), 50);
+}
+
+// Caught by the soak: a value typed without Return, then Apply taken by its
+// shortcut (the spin box keeps the focus, so its editing never finished),
+// was added to the camera's choices.
+void TestDemo::aKeyFrameIntervalStillBeingTypedIsOneTheCameraOffersOnApply()
+{
+    openWindow();
+    clickCameras({ kEntrance });
+    clickTab(QStringLiteral("Video"));
+    auto* box = widget<QSpinBox>("keyFrameInterval");
+    box->setFocus();
+    QTest::keyClick(box, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClicks(box, QStringLiteral("5"));
+    QCOMPARE(box->value(), 5);
+    auto* apply = widget<QPushButton>("apply");
+    QTRY_VERIFY(apply->isEnabled());
+    apply->animateClick();
+    QTRY_VERIFY(!apply->isEnabled());
+
+    const kq::LongOptionsProperty* interval = cameraProperty(kEntrance, demo::KeyFrameIntervalProperty);
+    QCOMPARE(interval->value().values, QVector<int>({ 1, 10, 25, 50, 100 }));
+    QCOMPARE(interval->value().getSelectedValue(), 1);
+    QCOMPARE(box->value(), 1);
+}
+
+// The key frame interval moves a typed value to an offered one; passing
+// through the box that shows "<Multiple Values>" types nothing, so Apply
+// has nothing to write.
+void TestDemo::keyFrameIntervalsThatDifferStayAsTheyWereWhenLeftAlone()
+{
+    openWindow();
+    const QByteArray before = kq::NodeDB::getDB()->toJson();
+    m_window->cameraList()->setFocus();
+    QTest::keyClick(m_window->cameraList(), Qt::Key_A, Qt::ControlModifier);
+    clickTab(QStringLiteral("Video"));
+    auto* box = widget<QSpinBox>("keyFrameInterval");
+    QVERIFY(kq::isIndeterminate(box));
+    box->setFocus();
+    QVERIFY(QMetaObject::invokeMethod(box, "editingFinished"));
+    QVERIFY(kq::isIndeterminate(box));
+    auto* apply = widget<QPushButton>("apply");
+    QVERIFY(!apply->isEnabled());
+    apply->setEnabled(true); // the shortcut's path, as if something else had changed
+    apply->animateClick();
+    QTRY_VERIFY(!apply->isEnabled());
+    QCOMPARE(kq::NodeDB::getDB()->toJson(), before);
 }
 
 QTEST_MAIN(TestDemo)

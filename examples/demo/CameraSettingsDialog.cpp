@@ -156,10 +156,14 @@ namespace {
             setValue(shown);
         }
 
-    private:
+        // A typed value becomes the closest one offered: when editing ends,
+        // and before Apply writes it (Apply taken by its shortcut leaves
+        // the focus, and the editing, where they were).
         void snap()
         {
-            if (m_offered.isEmpty())
+            // An offered value, or "<Multiple Values>", stays as it is: only
+            // what was typed is moved.
+            if (m_offered.isEmpty() || m_offered.contains(value()) || kq::isIndeterminate(this))
                 return;
             const int typed = value();
             int closest = m_offered.first();
@@ -170,6 +174,7 @@ namespace {
             setValue(closest);
         }
 
+    private:
         QVector<int> m_offered; // ascending
     };
 
@@ -516,6 +521,7 @@ void CameraSettingsDialog::revert()
 
 void CameraSettingsDialog::apply()
 {
+    static_cast<OfferedValuesSpinBox*>(m_keyFrameInterval)->snap();
     m_tracker->apply();
     Q_EMIT applied();
     revert();
