@@ -18,6 +18,16 @@
 #define KQ_VIDEO_CLONES
 #endif
 
+// The conversion of a reduced picture reads each target pixel's samples with
+// AVX2's gather loads, built on x86-64 with GCC or Clang and used when the
+// processor has AVX2.
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#define KQ_VIDEO_GATHER 1
+#include <immintrin.h>
+#else
+#define KQ_VIDEO_GATHER 0
+#endif
+
 namespace kq::video {
 
 namespace {
@@ -31,17 +41,30 @@ namespace {
             | quint32(clamp255((l + b) >> 16));
     }
 
+    // One pixel of 8-bit Y, U and V.
+    inline quint32 yuvPixel(int luma, int cb, int cr, const YuvMatrix& m)
+    {
+        const int u = cb - 128;
+        const int v = cr - 128;
+        return rgb(
+            (luma - m.yOffset) * m.yScale, m.rv * v + (1 << 15), (1 << 15) - m.gu * u - m.gv * v, m.bu * u + (1 << 15));
+    }
+
+    // out[i] = row[at[i]] for 32-bit pixels.
+    KQ_VIDEO_CLONES
+    void pick(const quint32* __restrict row, const int* __restrict at, quint32* __restrict out, int count)
+    {
+        for (int i = 0; i < count; ++i)
+            out[i] = row[at[i]];
+    }
+
     // Separate Y, U and V samples of one row to 32-bit RGB pixels.
     KQ_VIDEO_CLONES
     void yuvRow(const uchar* __restrict luma, const uchar* __restrict cb, const uchar* __restrict cr,
         quint32* __restrict out, int count, YuvMatrix m)
     {
-        for (int i = 0; i < count; ++i) {
-            const int u = cb[i] - 128;
-            const int v = cr[i] - 128;
-            out[i] = rgb((luma[i] - m.yOffset) * m.yScale, m.rv * v + (1 << 15), (1 << 15) - m.gu * u - m.gv * v,
-                m.bu * u + (1 << 15));
-        }
+        for (int i = 0; i < count; ++i)
+            out[i] = yuvPixel(luma[i], cb[i], cr[i], m);
     }
 
     // A row of Y with U and V at half its width (4:2:0, 4:2:2; chroma
@@ -113,6 +136,88 @@ namespace {
     {
         return component.data + ptrdiff_t(y >> component.yShift) * component.stride;
     }
+
+    // The 8-bit value of the sample `at` bytes into a row of the component.
+    inline int sampleAt(const Samples& component, const uchar* row, int at)
+    {
+        if (!component.wideShift)
+            return row[at];
+        return std::min(255, (row[at] | row[at + 1] << 8) >> component.wideShift);
+    }
+
+    // How many of the first target columns can be read a 32-bit word at each
+    // offset without passing the last sample of any component's row (the
+    // rest is read sample by sample). Offsets grow with the column.
+    int wordReadable(const Picture& picture, const std::vector<int>* const offsets[3])
+    {
+        const Samples* components[] = { &picture.y, &picture.u, &picture.v };
+        int count = int(offsets[0]->size());
+        for (int c = 0; c < 3; ++c) {
+            const Samples& s = *components[c];
+            const int samples = (picture.size.width() + (1 << s.xShift) - 1) >> s.xShift;
+            const int end = (samples - 1) * s.step + (s.wideShift ? 2 : 1);
+            while (count > 0 && (*offsets[c])[size_t(count - 1)] + 4 > end)
+                --count;
+        }
+        return count;
+    }
+
+#if KQ_VIDEO_GATHER
+    bool canGather()
+    {
+        static const bool avx2 = __builtin_cpu_supports("avx2");
+        return avx2;
+    }
+
+    // Eight 8-bit samples: the words at the offsets, narrowed as
+    // sampleAt() does.
+    __attribute__((target("avx2"))) inline __m256i gatherSamples(
+        const uchar* row, const int* offsets, const Samples& component)
+    {
+        const __m256i words = _mm256_i32gather_epi32(
+            reinterpret_cast<const int*>(row), _mm256_loadu_si256(reinterpret_cast<const __m256i*>(offsets)), 1);
+        if (!component.wideShift)
+            return _mm256_and_si256(words, _mm256_set1_epi32(0xff));
+        return _mm256_min_epi32(
+            _mm256_srli_epi32(_mm256_and_si256(words, _mm256_set1_epi32(0xffff)), component.wideShift),
+            _mm256_set1_epi32(255));
+    }
+
+    __attribute__((target("avx2"))) inline __m256i clampedByte(__m256i value)
+    {
+        return _mm256_min_epi32(_mm256_max_epi32(_mm256_srai_epi32(value, 16), _mm256_setzero_si256()),
+            _mm256_set1_epi32(255));
+    }
+
+    // The first `count` target pixels of a row, eight at a time, each from
+    // its own Y, U and V samples: as yuvPixel(), with no source pixel
+    // converted that the target does not show.
+    __attribute__((target("avx2"))) void yuvGathered(const Picture& picture, const uchar* luma, const uchar* cb,
+        const uchar* cr, const std::vector<int>* const offsets[3], int count, quint32* out)
+    {
+        const YuvMatrix& m = picture.matrix;
+        const __m256i yOffset = _mm256_set1_epi32(m.yOffset), yScale = _mm256_set1_epi32(m.yScale);
+        const __m256i rv = _mm256_set1_epi32(m.rv), gu = _mm256_set1_epi32(m.gu), gv = _mm256_set1_epi32(m.gv),
+                      bu = _mm256_set1_epi32(m.bu);
+        const __m256i half = _mm256_set1_epi32(1 << 15), centre = _mm256_set1_epi32(128);
+        const __m256i alpha = _mm256_set1_epi32(int(0xff000000u));
+        for (int x = 0; x + 8 <= count; x += 8) {
+            const __m256i l = _mm256_add_epi32(
+                _mm256_mullo_epi32(
+                    _mm256_sub_epi32(gatherSamples(luma, offsets[0]->data() + x, picture.y), yOffset), yScale),
+                half);
+            const __m256i u = _mm256_sub_epi32(gatherSamples(cb, offsets[1]->data() + x, picture.u), centre);
+            const __m256i v = _mm256_sub_epi32(gatherSamples(cr, offsets[2]->data() + x, picture.v), centre);
+            const __m256i r = clampedByte(_mm256_add_epi32(l, _mm256_mullo_epi32(rv, v)));
+            const __m256i g = clampedByte(
+                _mm256_sub_epi32(_mm256_sub_epi32(l, _mm256_mullo_epi32(gu, u)), _mm256_mullo_epi32(gv, v)));
+            const __m256i b = clampedByte(_mm256_add_epi32(l, _mm256_mullo_epi32(bu, u)));
+            const __m256i pixels = _mm256_or_si256(_mm256_or_si256(alpha, _mm256_slli_epi32(r, 16)),
+                _mm256_or_si256(_mm256_slli_epi32(g, 8), b));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + x), pixels);
+        }
+    }
+#endif
 }
 
 const char* rawFormats()
@@ -171,7 +276,24 @@ void drawScaled(const Picture& picture, const QRectF& source, QImage* target)
     const bool rowFirst = !picture.rgb32 && picture.y.step == 1 && !picture.y.wideShift && !picture.u.wideShift
         && picture.u.xShift == 1 && picture.v.xShift == 1 && picture.u.step == picture.v.step
         && pairs <= width;
-    std::vector<quint32> converted(rowFirst ? size_t(pairs) * 2 : 0);
+    // Otherwise, or reduced to less than two thirds of the span's width,
+    // each target pixel's own samples, read with gather loads where the
+    // processor has them: the work follows the target's pixels, not the
+    // source row's. (Measured on 1080p 4:2:0: as fast as converting the row
+    // at two thirds, 20% faster at a half, 30% at a third; 44% faster for
+    // 10-bit 4:4:4 at two thirds, and twice as fast as picking Y, U and V
+    // one by one.)
+#if KQ_VIDEO_GATHER
+    const bool gathered = !picture.rgb32 && (!rowFirst || 4 * pairs > 3 * width) && canGather();
+#else
+    const bool gathered = false;
+#endif
+    const std::vector<int>* const columnOffsets[3] = { &at, &atU, &atV };
+    const int wordColumns = gathered ? wordReadable(picture, columnOffsets) & ~7 : 0;
+    std::vector<quint32> converted(rowFirst && !gathered ? size_t(pairs) * 2 : 0);
+    std::vector<int> picked(converted.empty() ? 0 : size_t(width));
+    for (size_t x = 0; x < picked.size(); ++x)
+        picked[x] = columns[x] - first;
     int chromaRow = -1;
     for (int y = 0; y < height; ++y) {
         auto* out = reinterpret_cast<quint32*>(bits + y * bytesPerLine);
@@ -189,13 +311,23 @@ void drawScaled(const Picture& picture, const QRectF& source, QImage* target)
             }
             continue;
         }
+        if (gathered) {
+            const uchar* cb = rowOf(picture.u, rows[size_t(y)]);
+            const uchar* cr = rowOf(picture.v, rows[size_t(y)]);
+#if KQ_VIDEO_GATHER
+            yuvGathered(picture, row, cb, cr, columnOffsets, wordColumns, out);
+#endif
+            for (int x = wordColumns; x < width; ++x)
+                out[x] = yuvPixel(sampleAt(picture.y, row, at[size_t(x)]), sampleAt(picture.u, cb, atU[size_t(x)]),
+                    sampleAt(picture.v, cr, atV[size_t(x)]), picture.matrix);
+            continue;
+        }
         if (rowFirst) {
             const int sourceRow = rows[size_t(y)];
             yuvPairs(row + first, rowOf(picture.u, sourceRow) + (first >> 1) * picture.u.step,
                 rowOf(picture.v, sourceRow) + (first >> 1) * picture.v.step, picture.u.step, converted.data(), pairs,
                 picture.matrix);
-            for (int x = 0; x < width; ++x)
-                out[x] = converted[size_t(columns[size_t(x)] - first)];
+            pick(converted.data(), picked.data(), out, width);
             continue;
         }
         gather(picture.y, row, at, luma.data());
@@ -297,10 +429,15 @@ QImage VideoFrame::scaled(const QRectF& source, const QSize& size, QImage reuse)
     QImage target = std::move(reuse);
     if (target.size() != size || target.format() != QImage::Format_RGB32 || !target.isDetached())
         target = QImage(size, QImage::Format_RGB32);
-    // A failed allocation (a frame too large for the memory left) stays null.
-    if (!target.isNull())
-        drawScaled(m_mapped->picture, source, &target);
+    drawInto(source, &target);
     return target;
+}
+
+void VideoFrame::drawInto(const QRectF& source, QImage* target) const
+{
+    // A failed allocation (a frame too large for the memory left) stays null.
+    if (m_mapped && !target->isNull())
+        drawScaled(m_mapped->picture, source, target);
 }
 
 QImage VideoFrame::image(QImage reuse) const
