@@ -18,14 +18,14 @@
 #define KQ_VIDEO_CLONES
 #endif
 
-// The conversion of a reduced picture reads each target pixel's samples with
-// AVX2's gather loads, built on x86-64 with GCC or Clang and used when the
-// processor has AVX2.
+// The conversion that reads each target pixel's own samples, eight pixels at
+// a time (byte shuffles, gather loads), is written for AVX2: built on x86-64
+// with GCC or Clang and used when the processor has AVX2.
 #if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
-#define KQ_VIDEO_GATHER 1
+#define KQ_VIDEO_AVX2 1
 #include <immintrin.h>
 #else
-#define KQ_VIDEO_GATHER 0
+#define KQ_VIDEO_AVX2 0
 #endif
 
 namespace kq::video {
@@ -145,7 +145,7 @@ namespace {
         return std::min(255, (row[at] | row[at + 1] << 8) >> component.wideShift);
     }
 
-#if KQ_VIDEO_GATHER
+#if KQ_VIDEO_AVX2
     // How many of the first target columns can be read `bytes` bytes at
     // each offset without passing the last sample of any component's row (the
     // rest is read sample by sample). Offsets grow with the column.
@@ -343,7 +343,7 @@ void drawScaled(const Picture& picture, const QRectF& source, QImage* target)
     // 4:2:0 shown at 1280 x 960, 0.12 ms converting rows, 0.24 ms in blocks.
     std::vector<uchar> masks;
     int blockColumns = -1;
-#if KQ_VIDEO_GATHER
+#if KQ_VIDEO_AVX2
     const std::vector<int>* const columnOffsets[3] = { &at, &atU, &atV };
     if (!picture.rgb32 && hasAvx2() && !(rowFirst && 2 * pairs <= width)) {
         blockColumns = readable(picture, columnOffsets, 16) & ~7;
@@ -381,7 +381,7 @@ void drawScaled(const Picture& picture, const QRectF& source, QImage* target)
         if (blocks) {
             const uchar* uRow = rowOf(picture.u, rows[size_t(y)]);
             const uchar* vRow = rowOf(picture.v, rows[size_t(y)]);
-#if KQ_VIDEO_GATHER
+#if KQ_VIDEO_AVX2
             yuvBlocks(picture, row, uRow, vRow, columnOffsets, masks, blockColumns, out);
 #endif
             for (int x = blockColumns; x < width; ++x)
