@@ -96,6 +96,8 @@ private Q_SLOTS:
     void paintedMatchesCurrentFrame_data();
     void paintedMatchesCurrentFrame();
     void zoomedPaintingMatchesCurrentFrame();
+    void paintedAtOffsetAndInPartsMatchesCurrentFrame();
+    void opaquePaintingKeepsLetterboxBars();
     void unsupportedCodec();
     void rtspsUntrustedCertificate_data();
     void rtspsUntrustedCertificate();
@@ -114,8 +116,9 @@ private Q_SLOTS:
     void unseenStreamStops();
 
 private:
-    // A 320 x 240 H.264 file of the bars, 8-bit 4:2:0 as cameras send.
-    QString barsFile();
+    // A 320 x 240 H.264 file of the bars, by default 8-bit 4:2:0 as cameras
+    // send.
+    QString barsFile(const QString& format = QStringLiteral("I420"));
     QTemporaryDir m_dir;
 };
 
@@ -127,14 +130,14 @@ void TestNodeWidgetVideo::initTestCase()
 
 void TestNodeWidgetVideo::cleanupTestCase() { }
 
-QString TestNodeWidgetVideo::barsFile()
+QString TestNodeWidgetVideo::barsFile(const QString& format)
 {
-    const QString path = m_dir.filePath(QStringLiteral("bars420.mp4"));
+    const QString path = m_dir.filePath(QStringLiteral("bars-%1.mp4").arg(format));
     QString error;
     if (!QFile::exists(path)
-        && !kqtest::runPipeline(QStringLiteral("%1 ! videoconvert ! video/x-raw,format=I420 ! x264enc ! h264parse ! mp4mux ! "
+        && !kqtest::runPipeline(QStringLiteral("%1 ! videoconvert ! video/x-raw,format=%3 ! x264enc ! h264parse ! mp4mux ! "
                                                "filesink location=\"%2\"")
-                                    .arg(pattern(20), path),
+                                    .arg(pattern(20), path, format),
             0, &error))
         qWarning("cannot make %s: %s", qPrintable(path), qPrintable(error));
     return path;
@@ -195,21 +198,30 @@ void TestNodeWidgetVideo::videoFile()
 
 void TestNodeWidgetVideo::paintedMatchesCurrentFrame_data()
 {
+    // Each way of converting: 8-bit 4:2:0 enlarged or reduced a little is
+    // converted a source row at a time and picked from, reduced further
+    // converted a target pixel at a time; 10-bit 4:4:4 always the latter.
+    QTest::addColumn<QString>("format");
     QTest::addColumn<QSize>("size");
-    QTest::newRow("enlarged") << QSize(560, 420);
-    QTest::newRow("reduced") << QSize(200, 150);
-    QTest::newRow("letterboxed") << QSize(400, 200);
+    QTest::newRow("enlarged") << QStringLiteral("I420") << QSize(560, 420);
+    QTest::newRow("reduced") << QStringLiteral("I420") << QSize(200, 150);
+    QTest::newRow("reduced to two thirds") << QStringLiteral("I420") << QSize(214, 160);
+    QTest::newRow("reduced to a third") << QStringLiteral("I420") << QSize(107, 80);
+    QTest::newRow("letterboxed") << QStringLiteral("I420") << QSize(400, 200);
+    QTest::newRow("10-bit 4:4:4 enlarged") << QStringLiteral("Y444_10LE") << QSize(560, 420);
+    QTest::newRow("10-bit 4:4:4 reduced") << QStringLiteral("Y444_10LE") << QSize(200, 150);
 }
 
 // Painting converts only the pixels shown, at the size shown; currentFrame()
 // converts the whole frame at its own size. Both give the bars' colours.
 void TestNodeWidgetVideo::paintedMatchesCurrentFrame()
 {
+    QFETCH(QString, format);
     QFETCH(QSize, size);
     kq::NodeWidget w(nullptr, kq::NodeWidget::NVM_Fit, Background);
     w.setDisplayFlags(kq::NodeWidget::DisplayFlags());
     w.resize(size);
-    w.setSession(videoSession(barsFile()), QStringLiteral("painted"));
+    w.setSession(videoSession(barsFile(format)), QStringLiteral("painted"));
     QTRY_VERIFY_WITH_TIMEOUT(!w.frameSize().isEmpty(), 10000);
     const QImage shot = w.grab().toImage();
     const QImage frame = w.currentFrame();
@@ -256,6 +268,98 @@ void TestNodeWidgetVideo::zoomedPaintingMatchesCurrentFrame()
             qPrintable(QStringLiteral("bar %1: painted %2, frame %3").arg(i).arg(painted.name(), decoded.name())));
         QVERIFY2(near(decoded, Bars[i], 12), qPrintable(decoded.name()));
     }
+}
+
+// A frame's first painting is converted straight into the pixels of the
+// device where that is exact (here the grab's pixmap, the widget at an
+// offset in its parent); a painting of part of the widget goes through the
+// widget's own image. Both show the frame.
+void TestNodeWidgetVideo::paintedAtOffsetAndInPartsMatchesCurrentFrame()
+{
+    QWidget parent;
+    parent.resize(460, 400);
+    auto* w = new kq::NodeWidget(&parent, kq::NodeWidget::NVM_Fit, Background);
+    w->setDisplayFlags(kq::NodeWidget::DisplayFlags());
+    w->setGeometry(30, 20, 400, 340);
+    w->setSession(videoSession(barsFile()), QStringLiteral("offset"));
+    QTRY_VERIFY_WITH_TIMEOUT(!w->frameSize().isEmpty(), 10000);
+    const QImage shot = parent.grab().toImage();
+    const QImage frame = w->currentFrame();
+    const QRect video = w->videoRect().translated(w->pos());
+    QVERIFY(video.top() > w->y());
+    // The right half only: the region painted does not hold the frame.
+    QImage part(w->size(), QImage::Format_ARGB32_Premultiplied);
+    part.fill(Qt::magenta);
+    // (render() puts the region's corner at the offset given.)
+    w->render(&part, QPoint(w->width() / 2, 0),
+        QRegion(w->width() / 2, 0, w->width() - w->width() / 2, w->height()));
+    for (int i = 0; i < 7; ++i) {
+        const QColor decoded = barColour(frame, frame.rect(), i);
+        const QColor painted = barColour(shot, video, i);
+        QVERIFY2(near(painted, decoded, 4),
+            qPrintable(QStringLiteral("bar %1: painted %2, frame %3").arg(i).arg(painted.name(), decoded.name())));
+        const QColor inPart = barColour(part, w->videoRect(), i);
+        // Bar 3 straddles the middle.
+        if (i < 3)
+            QCOMPARE(inPart, QColor(Qt::magenta));
+        else if (i > 3)
+            QVERIFY2(near(inPart, decoded, 4),
+                qPrintable(QStringLiteral("bar %1: painted %2, frame %3").arg(i).arg(inPart.name(), decoded.name())));
+    }
+    // Around the widget the parent's background, above the frame the bar.
+    QCOMPARE(shot.pixelColor(10, 10), parent.palette().color(QPalette::Window));
+    QCOMPARE(shot.pixelColor(w->x() + 200, (w->y() + video.top()) / 2), Background);
+}
+
+// While a stream frame shows, Qt does not clear the widget before painting:
+// the frame and the letterbox bars cover it. Nothing it does not paint may
+// show through, and a translucent background or no stream frame keeps the
+// clearing.
+void TestNodeWidgetVideo::opaquePaintingKeepsLetterboxBars()
+{
+    kq::NodeWidget w(nullptr, kq::NodeWidget::NVM_Fit, Background);
+    w.resize(400, 200);
+    w.setSession(videoSession(barsFile()), QStringLiteral("opaque"));
+    QVERIFY(!w.testAttribute(Qt::WA_OpaquePaintEvent));
+    QTRY_VERIFY_WITH_TIMEOUT(!w.frameSize().isEmpty(), 10000);
+    QVERIFY(w.testAttribute(Qt::WA_OpaquePaintEvent));
+    const QRect video = w.videoRect();
+    QVERIFY(video.left() > 0);
+    auto paintsEveryPixel = [](QWidget& widget, QString* why) {
+        QImage image(widget.size(), QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::magenta);
+        widget.render(&image);
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                if (image.pixelColor(x, y) == QColor(Qt::magenta)) {
+                    *why = QStringLiteral("(%1, %2) not painted").arg(x).arg(y);
+                    return false;
+                }
+            }
+        }
+        return true;
+    };
+    QString why;
+    QVERIFY2(paintsEveryPixel(w, &why), qPrintable(why));
+    QImage image(w.size(), QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::magenta);
+    w.render(&image);
+    QCOMPARE(image.pixelColor(video.left() / 2, 100), Background);
+    QCOMPARE(image.pixelColor((video.right() + 400) / 2, 100), Background);
+    QString bars;
+    QVERIFY2(showsBars(image.copy(video), &bars), qPrintable(bars));
+
+    // Without a stream: cleared first again, and still painted all over.
+    w.setSession(kqm::smart<kq::MemoryConfigSession>(new kq::MemoryConfigSession(QRectF(0, 0, 320, 240))),
+        QStringLiteral("scene"));
+    QVERIFY(!w.testAttribute(Qt::WA_OpaquePaintEvent));
+    QVERIFY2(paintsEveryPixel(w, &why), qPrintable(why));
+
+    kq::NodeWidget translucent(nullptr, kq::NodeWidget::NVM_Fit, QColor(120, 120, 120, 128));
+    translucent.resize(400, 200);
+    translucent.setSession(videoSession(barsFile()), QStringLiteral("translucent"));
+    QTRY_VERIFY_WITH_TIMEOUT(!translucent.frameSize().isEmpty(), 10000);
+    QVERIFY(!translucent.testAttribute(Qt::WA_OpaquePaintEvent));
 }
 
 void TestNodeWidgetVideo::unsupportedCodec()

@@ -233,6 +233,9 @@ void NodeWidget::openSource()
     delete m_movie;
     m_movie = nullptr;
     streamOf(this).clear();
+    // Until a stream frame shows, Qt clears the widget before it paints, as
+    // for any widget.
+    setAttribute(Qt::WA_OpaquePaintEvent, false);
     setStatus(QString());
     m_still = QImage();
     m_sceneSize = DefaultSceneSize;

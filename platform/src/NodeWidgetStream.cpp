@@ -1,6 +1,7 @@
 // The node widget's video streams: opening one, taking its frames and
 // painting them.
 #include "NodeWidget_p.h"
+#include "OnScreenPainting_p.h"
 #include "VideoSource_p.h"
 #if KQ_WITH_GSTREAMER
 #include "gstreamer/VideoStream_p.h"
@@ -11,8 +12,11 @@
 #include <kq/NodeWidget.h>
 
 #include <QHash>
+#include <QPaintEngine>
 #include <QPainter>
 #include <QRegion>
+
+#include <cmath>
 
 namespace kq {
 
@@ -22,6 +26,36 @@ namespace {
         static QHash<const NodeWidget*, StreamState*> states;
         return states;
     }
+
+#if KQ_WITH_GSTREAMER
+    // The pixels of `target` (painter coordinates) in the 32-bit image the
+    // painter draws into, a widget's backing store or a grab's pixmap, as an
+    // image over the same memory; a null image unless writing them is
+    // exactly what drawing an opaque image there would do: a plain raster
+    // painter (whole-pixel offset, no scaling, see plainRasterDevice()), the
+    // target wholly inside the image and the region being painted (pixels
+    // outside it keep what the backing store holds). The memory is the one
+    // the raster engine draws into (its image was made writable when the
+    // painter began), so later drawing goes over the frame as usual.
+    QImage devicePixels(const QPainter& painter, const QRect& target)
+    {
+        QPaintDevice* device = osd::plainRasterDevice(painter);
+        if (!device || device->devType() != QInternal::Image)
+            return QImage();
+        const QImage* image = static_cast<const QImage*>(device);
+        if (image->format() != QImage::Format_RGB32 && image->format() != QImage::Format_ARGB32
+            && image->format() != QImage::Format_ARGB32_Premultiplied)
+            return QImage();
+        const QTransform& t = painter.deviceTransform();
+        const QRect area = target.translated(int(t.dx()), int(t.dy()));
+        const QRegion painted = painter.paintEngine()->systemClip();
+        if (!image->rect().contains(area) || (!painted.isEmpty() && !QRegion(area).subtracted(painted).isEmpty()))
+            return QImage();
+        uchar* bits = const_cast<uchar*>(image->constBits()) + ptrdiff_t(area.top()) * image->bytesPerLine()
+            + ptrdiff_t(area.left()) * 4;
+        return QImage(bits, area.width(), area.height(), image->bytesPerLine(), QImage::Format_RGB32);
+    }
+#endif
 }
 
 StreamState::~StreamState() { clear(); }
@@ -32,7 +66,7 @@ void StreamState::clear()
     delete stream;
     frame = video::VideoFrame();
     display = QImage();
-    converted = displayed = taken = 0;
+    converted = displayed = written = taken = 0;
 #endif
     stream = nullptr;
     shown = false;
@@ -64,6 +98,19 @@ bool paintStreamFrame(const NodeWidget* widget, QPainter& painter, const QRect& 
     const QSize pixels = (QSizeF(target.size()) * ratio).toSize();
     if (pixels.isEmpty())
         return true;
+    // A frame's first painting converts it straight into the device's
+    // pixels where that is exact, saving a copy of the whole picture per
+    // frame. Painted again (the region under a control that changed, a
+    // grab), it is converted into the widget's own image, once, and drawn
+    // from there.
+    if (state.displayed != state.taken && state.written != state.taken) {
+        QImage pixelsThere = devicePixels(painter, target);
+        if (!pixelsThere.isNull() && pixelsThere.size() == pixels) {
+            state.frame.drawInto(source, &pixelsThere);
+            state.written = state.taken;
+            return true;
+        }
+    }
     if (state.displayed != state.taken || state.display.size() != pixels || state.displaySource != source) {
         state.display = state.frame.scaled(source, pixels, std::move(state.display));
         state.display.setDevicePixelRatio(ratio);
@@ -139,6 +186,12 @@ void NodeWidget::showStreamFrame()
     state.shown = true;
     state.frame = std::move(frame);
     ++state.taken;
+    // The frame and the letterbox bars around it cover the widget with
+    // opaque pixels: Qt need not clear it first. Not with a translucent
+    // background, nor at a fractional device pixel ratio, where the frame's
+    // edge may fall inside a device pixel.
+    const qreal ratio = devicePixelRatioF();
+    setAttribute(Qt::WA_OpaquePaintEvent, m_background.alpha() == 255 && ratio == std::floor(ratio));
     if (state.frame.size() == m_frame.size()) {
         update();
         return;

@@ -39,6 +39,7 @@ struct StreamState {
     QImage display;
     quint64 displayed = 0;
     QRectF displaySource;
+    quint64 written = 0; // the last frame converted straight into a painter's device
 #endif
 };
 

@@ -93,6 +93,17 @@ namespace osd {
         return pixmap;
     }
 
+    QPaintDevice* plainRasterDevice(const QPainter& painter)
+    {
+        QPaintEngine* engine = painter.paintEngine();
+        const QTransform& t = painter.deviceTransform();
+        if (!engine || engine->type() != QPaintEngine::Raster || t.type() > QTransform::TxTranslate
+            || t.dx() != std::floor(t.dx()) || t.dy() != std::floor(t.dy()) || painter.opacity() != 1.0
+            || painter.compositionMode() != QPainter::CompositionMode_SourceOver || painter.hasClipping())
+            return nullptr;
+        return engine->paintDevice();
+    }
+
     namespace {
         // Larger pictures are not kept: memory, and a large window is drawn
         // about as fast as its picture would be.
@@ -109,17 +120,12 @@ namespace osd {
         // step through other pixels than the whole one.
         bool picturePaintsExactly(const QPainter& painter, const QRect& area)
         {
-            QPaintEngine* engine = painter.paintEngine();
-            const QTransform& t = painter.deviceTransform();
-            if (!engine || engine->type() != QPaintEngine::Raster || t.type() > QTransform::TxTranslate
-                || t.dx() != std::floor(t.dx()) || t.dy() != std::floor(t.dy()) || painter.opacity() != 1.0
-                || painter.compositionMode() != QPainter::CompositionMode_SourceOver || painter.hasClipping())
-                return false;
-            const QPaintDevice* device = engine->paintDevice();
+            const QPaintDevice* device = plainRasterDevice(painter);
             if (!device)
                 return false;
+            const QTransform& t = painter.deviceTransform();
             QRect bounds(0, 0, device->width(), device->height());
-            const QRegion region = engine->systemClip();
+            const QRegion region = painter.paintEngine()->systemClip();
             if (!region.isEmpty())
                 bounds &= region.boundingRect();
             return bounds.contains(area.translated(int(t.dx()), int(t.dy())));

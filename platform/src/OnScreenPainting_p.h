@@ -33,6 +33,12 @@ namespace osd {
     QPen outlinePen(const QColor& color, bool dashed, bool emphasised);
     // Twice the signed area: zero for a degenerate polygon.
     qint64 doubleArea(const QPolygon& polygon);
+    // The device a raster painter draws into (the paint engine's: a widget's
+    // backing store, an image) when it draws at whole pixels, moved but not
+    // scaled (device transform), fully opaque, over what is there and with
+    // no clip of its own (the engine's system clip, the region being
+    // painted, still applies). Null otherwise.
+    QPaintDevice* plainRasterDevice(const QPainter& painter);
     // The icon at path, read once per application (a stand-in box with a
     // cross when the file cannot be read).
     QPixmap loadIcon(const QString& path, bool pressed);

@@ -18,6 +18,16 @@
 #define KQ_VIDEO_CLONES
 #endif
 
+// The conversion that reads each target pixel's own samples, eight pixels at
+// a time (byte shuffles, gather loads), is written for AVX2: built on x86-64
+// with GCC or Clang and used when the processor has AVX2.
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#define KQ_VIDEO_AVX2 1
+#include <immintrin.h>
+#else
+#define KQ_VIDEO_AVX2 0
+#endif
+
 namespace kq::video {
 
 namespace {
@@ -31,17 +41,30 @@ namespace {
             | quint32(clamp255((l + b) >> 16));
     }
 
+    // One pixel of 8-bit Y, U and V.
+    inline quint32 yuvPixel(int luma, int cb, int cr, const YuvMatrix& m)
+    {
+        const int u = cb - 128;
+        const int v = cr - 128;
+        return rgb(
+            (luma - m.yOffset) * m.yScale, m.rv * v + (1 << 15), (1 << 15) - m.gu * u - m.gv * v, m.bu * u + (1 << 15));
+    }
+
+    // out[i] = row[at[i]] for 32-bit pixels.
+    KQ_VIDEO_CLONES
+    void pick(const quint32* __restrict row, const int* __restrict at, quint32* __restrict out, int count)
+    {
+        for (int i = 0; i < count; ++i)
+            out[i] = row[at[i]];
+    }
+
     // Separate Y, U and V samples of one row to 32-bit RGB pixels.
     KQ_VIDEO_CLONES
     void yuvRow(const uchar* __restrict luma, const uchar* __restrict cb, const uchar* __restrict cr,
         quint32* __restrict out, int count, YuvMatrix m)
     {
-        for (int i = 0; i < count; ++i) {
-            const int u = cb[i] - 128;
-            const int v = cr[i] - 128;
-            out[i] = rgb((luma[i] - m.yOffset) * m.yScale, m.rv * v + (1 << 15), (1 << 15) - m.gu * u - m.gv * v,
-                m.bu * u + (1 << 15));
-        }
+        for (int i = 0; i < count; ++i)
+            out[i] = yuvPixel(luma[i], cb[i], cr[i], m);
     }
 
     // A row of Y with U and V at half its width (4:2:0, 4:2:2; chroma
@@ -113,6 +136,143 @@ namespace {
     {
         return component.data + ptrdiff_t(y >> component.yShift) * component.stride;
     }
+
+    // The 8-bit value of the sample `at` bytes into a row of the component.
+    inline int sampleAt(const Samples& component, const uchar* row, int at)
+    {
+        if (!component.wideShift)
+            return row[at];
+        return std::min(255, (row[at] | row[at + 1] << 8) >> component.wideShift);
+    }
+
+#if KQ_VIDEO_AVX2
+    // How many of the first target columns can be read `bytes` bytes at
+    // each offset without passing the last sample of any component's row (the
+    // rest is read sample by sample). Offsets grow with the column.
+    int readable(const Picture& picture, const std::vector<int>* const offsets[3], int bytes)
+    {
+        const Samples* components[] = { &picture.y, &picture.u, &picture.v };
+        int count = int(offsets[0]->size());
+        for (int c = 0; c < 3; ++c) {
+            const Samples& s = *components[c];
+            const int samples = (picture.size.width() + (1 << s.xShift) - 1) >> s.xShift;
+            const int end = (samples - 1) * s.step + (s.wideShift ? 2 : 1);
+            while (count > 0 && (*offsets[c])[size_t(count - 1)] + bytes > end)
+                --count;
+        }
+        return count;
+    }
+
+    bool hasAvx2()
+    {
+        static const bool avx2 = __builtin_cpu_supports("avx2");
+        return avx2;
+    }
+
+    // Blocks of eight target columns whose samples of each component lie
+    // within the 16 bytes from the block's first one: per block and
+    // component, the _mm_shuffle_epi8 mask that takes them, in order, from
+    // those 16 bytes (a byte or a 16-bit word each, 0x80 for nothing). Empty
+    // when some block of the first `count` columns spans more.
+    std::vector<uchar> shuffleMasks(const Picture& picture, const std::vector<int>* const offsets[3], int count)
+    {
+        const int size = picture.y.wideShift ? 2 : 1;
+        std::vector<uchar> masks(size_t(count / 8) * 48, 0x80);
+        for (int x = 0; x + 8 <= count; x += 8) {
+            for (int c = 0; c < 3; ++c) {
+                const std::vector<int>& at = *offsets[c];
+                uchar* mask = masks.data() + (size_t(x / 8) * 3 + size_t(c)) * 16;
+                for (int j = 0; j < 8; ++j) {
+                    const int from = at[size_t(x + j)] - at[size_t(x)];
+                    if (from + size > 16)
+                        return {};
+                    for (int k = 0; k < size; ++k)
+                        mask[j * size + k] = uchar(from + k);
+                }
+            }
+        }
+        return masks;
+    }
+
+    // Eight samples, a 32-bit lane each, narrowed to 8 bits as sampleAt()
+    // does; `words` holds them with whatever follows above their 8 or 16
+    // bits.
+    __attribute__((target("avx2"))) inline __m256i narrowed(__m256i words, const Samples& component)
+    {
+        if (!component.wideShift)
+            return _mm256_and_si256(words, _mm256_set1_epi32(0xff));
+        return _mm256_min_epi32(
+            _mm256_srli_epi32(_mm256_and_si256(words, _mm256_set1_epi32(0xffff)), component.wideShift),
+            _mm256_set1_epi32(255));
+    }
+
+    __attribute__((target("avx2"))) inline __m256i clampedByte(__m256i value)
+    {
+        return _mm256_min_epi32(_mm256_max_epi32(_mm256_srai_epi32(value, 16), _mm256_setzero_si256()),
+            _mm256_set1_epi32(255));
+    }
+
+    // Eight pixels from their 8-bit Y, U and V, as yuvPixel().
+    __attribute__((target("avx2"))) inline __m256i yuvPixels(__m256i luma, __m256i cb, __m256i cr, const YuvMatrix& m)
+    {
+        const __m256i l = _mm256_add_epi32(
+            _mm256_mullo_epi32(_mm256_sub_epi32(luma, _mm256_set1_epi32(m.yOffset)), _mm256_set1_epi32(m.yScale)),
+            _mm256_set1_epi32(1 << 15));
+        const __m256i u = _mm256_sub_epi32(cb, _mm256_set1_epi32(128));
+        const __m256i v = _mm256_sub_epi32(cr, _mm256_set1_epi32(128));
+        const __m256i r = clampedByte(_mm256_add_epi32(l, _mm256_mullo_epi32(_mm256_set1_epi32(m.rv), v)));
+        const __m256i g = clampedByte(_mm256_sub_epi32(_mm256_sub_epi32(l, _mm256_mullo_epi32(_mm256_set1_epi32(m.gu), u)),
+            _mm256_mullo_epi32(_mm256_set1_epi32(m.gv), v)));
+        const __m256i b = clampedByte(_mm256_add_epi32(l, _mm256_mullo_epi32(_mm256_set1_epi32(m.bu), u)));
+        return _mm256_or_si256(_mm256_or_si256(_mm256_set1_epi32(int(0xff000000u)), _mm256_slli_epi32(r, 16)),
+            _mm256_or_si256(_mm256_slli_epi32(g, 8), b));
+    }
+
+    // Eight samples of a component: a 32-bit word read at each offset.
+    __attribute__((target("avx2"))) inline __m256i gathered(
+        const uchar* row, const int* offsets, const Samples& component)
+    {
+        return narrowed(_mm256_i32gather_epi32(reinterpret_cast<const int*>(row),
+                            _mm256_loadu_si256(reinterpret_cast<const __m256i*>(offsets)), 1),
+            component);
+    }
+
+    // Eight samples of a component from the 16 bytes at `from`, as the
+    // block's mask takes them.
+    __attribute__((target("avx2"))) inline __m256i shuffled(
+        const uchar* from, const uchar* mask, const Samples& component)
+    {
+        const __m128i bytes = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)),
+            _mm_loadu_si128(reinterpret_cast<const __m128i*>(mask)));
+        return narrowed(component.wideShift ? _mm256_cvtepu16_epi32(bytes) : _mm256_cvtepu8_epi32(bytes), component);
+    }
+
+    // The first `count` target pixels of a row (a multiple of 8), eight at a
+    // time, each from its own Y, U and V samples, with no source pixel
+    // converted that the target does not show. The samples are taken with
+    // the blocks' shuffle masks when there are some, else gathered.
+    __attribute__((target("avx2"))) void yuvBlocks(const Picture& picture, const uchar* luma, const uchar* cb,
+        const uchar* cr, const std::vector<int>* const offsets[3], const std::vector<uchar>& masks, int count,
+        quint32* out)
+    {
+        const int* atY = offsets[0]->data();
+        const int* atU = offsets[1]->data();
+        const int* atV = offsets[2]->data();
+        for (int x = 0; x < count; x += 8) {
+            __m256i pixels;
+            if (!masks.empty()) {
+                const uchar* mask = masks.data() + size_t(x / 8) * 48;
+                pixels = yuvPixels(shuffled(luma + atY[x], mask, picture.y),
+                    shuffled(cb + atU[x], mask + 16, picture.u), shuffled(cr + atV[x], mask + 32, picture.v),
+                    picture.matrix);
+            } else {
+                pixels = yuvPixels(gathered(luma, atY + x, picture.y), gathered(cb, atU + x, picture.u),
+                    gathered(cr, atV + x, picture.v), picture.matrix);
+            }
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + x), pixels);
+        }
+    }
+#endif
 }
 
 const char* rawFormats()
@@ -164,14 +324,43 @@ void drawScaled(const Picture& picture, const QRectF& source, QImage* target)
     }
     // 8-bit Y with chroma at half width: each source row used is converted
     // over the span shown, in order (vectorised), and the target's pixels
-    // picked from it. That beats picking Y, U and V one by one unless the
-    // picture is reduced to less than half its width.
+    // picked from it. Without AVX2 that beats picking Y, U and V one by one
+    // unless the picture is reduced to less than half its width.
     const int first = columns.front() & ~1;
     const int pairs = (columns.back() - first) / 2 + 1;
     const bool rowFirst = !picture.rgb32 && picture.y.step == 1 && !picture.y.wideShift && !picture.u.wideShift
         && picture.u.xShift == 1 && picture.v.xShift == 1 && picture.u.step == picture.v.step
         && pairs <= width;
-    std::vector<quint32> converted(rowFirst ? size_t(pairs) * 2 : 0);
+    // With AVX2, unless that row conversion serves an enlarged picture, each
+    // target pixel's own Y, U and V are read and converted, eight at a time:
+    // taken from 16 bytes loaded where a block of eight target columns
+    // starts while its samples lie within them (8-bit samples reduced to no
+    // less than about half), else with gather loads, which beat converting
+    // the row only below two thirds. The work follows the target's pixels,
+    // not the source row's. Measured per frame (fastest of 8 x 50): 1080p
+    // 4:2:0 shown at 1280 x 720, 0.66 ms converting rows, 0.39 ms in blocks;
+    // 10-bit 4:4:4, 2.2 ms picking samples one by one, 1.2 ms; 320 x 240
+    // 4:2:0 shown at 1280 x 960, 0.12 ms converting rows, 0.24 ms in blocks.
+    std::vector<uchar> masks;
+    int blockColumns = -1;
+#if KQ_VIDEO_AVX2
+    const std::vector<int>* const columnOffsets[3] = { &at, &atU, &atV };
+    if (!picture.rgb32 && hasAvx2() && !(rowFirst && 2 * pairs <= width)) {
+        blockColumns = readable(picture, columnOffsets, 16) & ~7;
+        masks = shuffleMasks(picture, columnOffsets, blockColumns);
+        if (masks.empty()) {
+            if (rowFirst && 4 * pairs <= 3 * width)
+                blockColumns = -1;
+            else
+                blockColumns = readable(picture, columnOffsets, 4) & ~7;
+        }
+    }
+#endif
+    const bool blocks = blockColumns >= 0;
+    std::vector<quint32> converted(rowFirst && !blocks ? size_t(pairs) * 2 : 0);
+    std::vector<int> picked(converted.empty() ? 0 : size_t(width));
+    for (size_t x = 0; x < picked.size(); ++x)
+        picked[x] = columns[x] - first;
     int chromaRow = -1;
     for (int y = 0; y < height; ++y) {
         auto* out = reinterpret_cast<quint32*>(bits + y * bytesPerLine);
@@ -189,13 +378,23 @@ void drawScaled(const Picture& picture, const QRectF& source, QImage* target)
             }
             continue;
         }
+        if (blocks) {
+            const uchar* uRow = rowOf(picture.u, rows[size_t(y)]);
+            const uchar* vRow = rowOf(picture.v, rows[size_t(y)]);
+#if KQ_VIDEO_AVX2
+            yuvBlocks(picture, row, uRow, vRow, columnOffsets, masks, blockColumns, out);
+#endif
+            for (int x = blockColumns; x < width; ++x)
+                out[x] = yuvPixel(sampleAt(picture.y, row, at[size_t(x)]), sampleAt(picture.u, uRow, atU[size_t(x)]),
+                    sampleAt(picture.v, vRow, atV[size_t(x)]), picture.matrix);
+            continue;
+        }
         if (rowFirst) {
             const int sourceRow = rows[size_t(y)];
             yuvPairs(row + first, rowOf(picture.u, sourceRow) + (first >> 1) * picture.u.step,
                 rowOf(picture.v, sourceRow) + (first >> 1) * picture.v.step, picture.u.step, converted.data(), pairs,
                 picture.matrix);
-            for (int x = 0; x < width; ++x)
-                out[x] = converted[size_t(columns[size_t(x)] - first)];
+            pick(converted.data(), picked.data(), out, width);
             continue;
         }
         gather(picture.y, row, at, luma.data());
@@ -297,10 +496,15 @@ QImage VideoFrame::scaled(const QRectF& source, const QSize& size, QImage reuse)
     QImage target = std::move(reuse);
     if (target.size() != size || target.format() != QImage::Format_RGB32 || !target.isDetached())
         target = QImage(size, QImage::Format_RGB32);
-    // A failed allocation (a frame too large for the memory left) stays null.
-    if (!target.isNull())
-        drawScaled(m_mapped->picture, source, &target);
+    drawInto(source, &target);
     return target;
+}
+
+void VideoFrame::drawInto(const QRectF& source, QImage* target) const
+{
+    // A failed allocation (a frame too large for the memory left) stays null.
+    if (m_mapped && !target->isNull())
+        drawScaled(m_mapped->picture, source, target);
 }
 
 QImage VideoFrame::image(QImage reuse) const

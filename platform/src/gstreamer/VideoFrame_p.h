@@ -78,6 +78,9 @@ public:
     // `reuse`'s memory is written to when no one else holds it and it has
     // that size, so a caller that keeps the image allocates nothing per frame.
     QImage scaled(const QRectF& source, const QSize& size, QImage reuse = QImage()) const;
+    // The part `source` into the whole of `target`, a 32-bit RGB image of
+    // any size whose memory is written in place (it may be someone else's).
+    void drawInto(const QRectF& source, QImage* target) const;
     // The whole frame at its own size. A 32-bit RGB frame is shared, not
     // copied.
     QImage image(QImage reuse = QImage()) const;
