@@ -16,6 +16,7 @@
 #include <kq/NodeWidget.h>
 
 #include <QTemporaryDir>
+#include <QScreen>
 #include <QtTest>
 
 namespace {
@@ -97,6 +98,7 @@ private Q_SLOTS:
     void paintedMatchesCurrentFrame();
     void zoomedPaintingMatchesCurrentFrame();
     void paintedAtOffsetAndInPartsMatchesCurrentFrame();
+    void paintedIntoTheWindowMatchesCurrentFrame();
     void opaquePaintingKeepsLetterboxBars();
     void unsupportedCodec();
     void rtspsUntrustedCertificate_data();
@@ -309,6 +311,60 @@ void TestNodeWidgetVideo::paintedAtOffsetAndInPartsMatchesCurrentFrame()
     // Around the widget the parent's background, above the frame the bar.
     QCOMPARE(shot.pixelColor(10, 10), parent.palette().color(QPalette::Window));
     QCOMPARE(shot.pixelColor(w->x() + 200, (w->y() + video.top()) / 2), Background);
+}
+
+// What the window system is given: the window's backing store, which a new
+// frame is converted straight into when it is painted whole. Read back with
+// the screen's grab of the window (the offscreen platform composes it from
+// the backing store), frame after frame.
+void TestNodeWidgetVideo::paintedIntoTheWindowMatchesCurrentFrame()
+{
+    QWidget window;
+    window.resize(460, 400);
+    auto* w = new kq::NodeWidget(&window, kq::NodeWidget::NVM_Fit, Background);
+    w->setDisplayFlags(kq::NodeWidget::DisplayFlags());
+    w->setGeometry(30, 20, 400, 340);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    w->setSession(videoSession(barsFile()), QStringLiteral("window"));
+    QTRY_VERIFY_WITH_TIMEOUT(!w->frameSize().isEmpty(), 10000);
+    const QRect video = w->videoRect().translated(w->pos());
+    for (int round = 0; round < 3; ++round) {
+        const int shown = w->frameNumber();
+        QTRY_VERIFY_WITH_TIMEOUT(w->frameNumber() > shown, 5000);
+        // Painted when the event loop comes round; then both are read.
+        QCoreApplication::processEvents();
+        const QImage shot = window.screen()->grabWindow(window.winId()).toImage();
+        QCOMPARE(shot.size(), window.size() * window.devicePixelRatioF());
+        const QImage frame = w->currentFrame();
+        for (int i = 0; i < 7; ++i) {
+            const QColor decoded = barColour(frame, frame.rect(), i);
+            const QColor painted = barColour(shot, video, i);
+            QVERIFY2(near(painted, decoded, 4),
+                qPrintable(QStringLiteral("round %1, bar %2: painted %3, frame %4")
+                               .arg(round)
+                               .arg(i)
+                               .arg(painted.name(), decoded.name())));
+        }
+        // The frame fills the video rectangle exactly: the letterbox bars
+        // above and below it and the window around the widget are as
+        // painted, the frame's first and last rows and columns are not.
+        // (The pattern's lower right corner is noise, of any grey: left out.)
+        const QColor windowColour = window.palette().color(QPalette::Window);
+        for (int x = video.left(); x <= video.right(); x += 9) {
+            QCOMPARE(shot.pixelColor(x, video.top() - 1), Background);
+            QCOMPARE(shot.pixelColor(x, video.bottom() + 1), Background);
+            QVERIFY(shot.pixelColor(x, video.top()) != Background);
+            if (x < video.left() + video.width() * 7 / 10)
+                QVERIFY(shot.pixelColor(x, video.bottom()) != Background);
+        }
+        for (int y = video.top(); y < video.top() + video.height() * 6 / 10; y += 9) {
+            QCOMPARE(shot.pixelColor(video.left() - 1, y), windowColour);
+            QCOMPARE(shot.pixelColor(video.right() + 1, y), windowColour);
+            QVERIFY(shot.pixelColor(video.left(), y) != windowColour);
+            QVERIFY(shot.pixelColor(video.right(), y) != windowColour);
+        }
+    }
 }
 
 // While a stream frame shows, Qt does not clear the widget before painting:
