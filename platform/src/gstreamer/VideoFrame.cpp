@@ -67,21 +67,23 @@ namespace {
             out[i] = yuvPixel(luma[i], cb[i], cr[i], m);
     }
 
-    // A row of Y with U and V at half its width (4:2:0, 4:2:2; chroma
-    // samples chromaStep bytes apart: 1 planar, 2 interleaved), in order, two
-    // pixels a chroma sample.
+    // A row of `count` pixels of Y with U and V at half its width (4:2:0,
+    // 4:2:2; chroma samples chromaStep bytes apart: 1 planar, 2 interleaved),
+    // in order, two pixels a chroma sample; an odd count ends with a pixel
+    // whose pair has no second Y.
     KQ_VIDEO_CLONES
     void yuvPairs(const uchar* __restrict luma, const uchar* __restrict cb, const uchar* __restrict cr,
-        int chromaStep, quint32* __restrict out, int pairs, YuvMatrix m)
+        int chromaStep, quint32* __restrict out, int count, YuvMatrix m)
     {
-        for (int j = 0; j < pairs; ++j) {
+        for (int j = 0; j < (count + 1) / 2; ++j) {
             const int u = cb[j * chromaStep] - 128;
             const int v = cr[j * chromaStep] - 128;
             const int r = m.rv * v + (1 << 15);
             const int g = (1 << 15) - m.gu * u - m.gv * v;
             const int b = m.bu * u + (1 << 15);
             out[2 * j] = rgb((luma[2 * j] - m.yOffset) * m.yScale, r, g, b);
-            out[2 * j + 1] = rgb((luma[2 * j + 1] - m.yOffset) * m.yScale, r, g, b);
+            if (2 * j + 1 < count)
+                out[2 * j + 1] = rgb((luma[2 * j + 1] - m.yOffset) * m.yScale, r, g, b);
         }
     }
 
@@ -392,8 +394,8 @@ void drawScaled(const Picture& picture, const QRectF& source, QImage* target)
         if (rowFirst) {
             const int sourceRow = rows[size_t(y)];
             yuvPairs(row + first, rowOf(picture.u, sourceRow) + (first >> 1) * picture.u.step,
-                rowOf(picture.v, sourceRow) + (first >> 1) * picture.v.step, picture.u.step, converted.data(), pairs,
-                picture.matrix);
+                rowOf(picture.v, sourceRow) + (first >> 1) * picture.v.step, picture.u.step, converted.data(),
+                columns.back() - first + 1, picture.matrix);
             pick(converted.data(), picked.data(), out, width);
             continue;
         }
