@@ -43,6 +43,7 @@
 #include <QTimer>
 
 #include <sys/resource.h>
+#include <time.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -56,6 +57,15 @@ double cpuSeconds()
     getrusage(RUSAGE_SELF, &usage);
     return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec
         + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+// CPU time of the calling thread alone (here the GUI thread: conversion,
+// painting, the event loop), in seconds.
+double threadCpuSeconds()
+{
+    timespec now {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return now.tv_sec + now.tv_nsec / 1e9;
 }
 
 qint64 residentKiB()
@@ -211,9 +221,11 @@ int main(int argc, char** argv)
     pane.installEventFilter(&recorder);
     const int firstFrame = pane.frameNumber();
     cpu = cpuSeconds();
+    const double guiCpuBefore = threadCpuSeconds();
     wall.restart();
     spin(seconds * 1000);
     const double paneCpu = cpuSeconds() - cpu;
+    const double guiCpu = threadCpuSeconds() - guiCpuBefore;
     const double paneWall = wall.elapsed() / 1000.0;
     const int frames = pane.frameNumber() - firstFrame;
     pane.removeEventFilter(&recorder);
@@ -231,6 +243,9 @@ int main(int argc, char** argv)
                .arg(paneWall, 0, 'f', 1)
                .arg(frames)
                .arg(frames / paneWall, 0, 'f', 1);
+    out << QStringLiteral("of which the GUI thread: %1 s CPU, %2 ms a frame painted\n")
+               .arg(guiCpu, 0, 'f', 2)
+               .arg(frames > 0 ? guiCpu * 1000 / frames : 0.0, 0, 'f', 2);
     out << QStringLiteral("CPU ratio per wall second: %1 to decoding, %2 to decoding and converting\n")
                .arg((paneCpu / paneWall) / (decodeCpu / decodeWall), 0, 'f', 2)
                .arg((paneCpu / paneWall) / (convertCpu / convertWall), 0, 'f', 2);
