@@ -15,6 +15,7 @@
 #include <QtTest>
 
 #include <cmath>
+#include <cstring>
 #include <memory>
 #include <vector>
 
