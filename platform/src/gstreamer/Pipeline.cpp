@@ -4,9 +4,11 @@
 
 #include "Pipeline_p.h"
 
+#include "PictureGate_p.h"
 #include "VideoStream_p.h"
 
 #include <chrono>
+#include <cstring>
 #include <memory>
 
 namespace kq::video {
@@ -158,15 +160,27 @@ void Pipeline::onPadAdded(GstElement*, GstPad* pad, gpointer data)
 // A decoder that joins a stream between key frames (a camera's shared
 // stream, a reconnection) would show grey pictures with only the changed
 // blocks drawn until the next key frame: frames missing their references
-// are dropped instead.
+// are dropped instead. One that joins in the middle of a key frame would
+// show the part it missed green or smeared until the next: H.264 and H.265
+// decoders wait for a whole intra picture (PictureGate_p.h), and their
+// parsers send the parameter sets with every key frame, so that none is
+// lost with an access unit the gate drops.
 void Pipeline::onElementAdded(GstBin*, GstBin*, GstElement* element, gpointer)
 {
     if (hasProperty(G_OBJECT(element), "output-corrupt"))
         g_object_set(element, "output-corrupt", FALSE, nullptr);
     GstElementFactory* factory = gst_element_get_factory(element);
-    if (factory && g_str_equal(GST_OBJECT_NAME(factory), "multipartdemux")
-        && hasProperty(G_OBJECT(element), "single-stream"))
+    if (!factory)
+        return;
+    const gchar* name = GST_OBJECT_NAME(factory);
+    if (g_str_equal(name, "multipartdemux") && hasProperty(G_OBJECT(element), "single-stream"))
         g_object_set(element, "single-stream", TRUE, nullptr);
+    if ((g_str_equal(name, "h264parse") || g_str_equal(name, "h265parse"))
+        && hasProperty(G_OBJECT(element), "config-interval"))
+        g_object_set(element, "config-interval", -1, nullptr);
+    const gchar* klass = gst_element_factory_get_metadata(factory, GST_ELEMENT_METADATA_KLASS);
+    if (klass && strstr(klass, "Decoder") && strstr(klass, "Video"))
+        gateDecoderInput(element);
 }
 
 // Configures the element uridecodebin made for the URI: credentials
