@@ -116,6 +116,7 @@ private Q_SLOTS:
     void missingFileAndMalformedUrl();
     void garbageFile();
     void keyFrameMissingItsFirstSliceIsNotShown();
+    void intraRefreshJoinedAfterItsKeyFrameIsShown();
     void unseenStreamStops();
 
 private:
@@ -793,6 +794,61 @@ void TestNodeWidgetVideo::keyFrameMissingItsFirstSliceIsNotShown()
     QVERIFY2(mean < 3.0, qPrintable(QStringLiteral("the top half differs by %1 levels on average").arg(mean)));
     QString why;
     QVERIFY2(showsBars(shown, &why), qPrintable(why));
+}
+
+// A stream refreshed a column at a time instead of by key frames (x264's
+// intra refresh: one key frame, then a recovery point every 30 pictures),
+// joined after its key frame: shown from a recovery point on, not held back
+// for want of a key frame.
+void TestNodeWidgetVideo::intraRefreshJoinedAfterItsKeyFrameIsShown()
+{
+    const QString whole = m_dir.filePath(QStringLiteral("intra-refresh.h264"));
+    QString error;
+    QVERIFY2(kqtest::runPipeline(QStringLiteral("videotestsrc pattern=smpte num-buffers=150 ! "
+                                                "video/x-raw,format=I420,width=320,height=240,framerate=30/1 ! "
+                                                "x264enc speed-preset=ultrafast key-int-max=30 intra-refresh=true ! "
+                                                "video/x-h264,stream-format=byte-stream,alignment=au ! "
+                                                "filesink location=\"%1\"")
+                                     .arg(whole),
+                 0, &error),
+        qPrintable(error));
+    QFile file(whole);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray stream = file.readAll();
+    QList<int> starts;
+    for (int at = stream.indexOf(QByteArray("\0\0\1", 3)); at >= 0;
+         at = stream.indexOf(QByteArray("\0\0\1", 3), at + 3))
+        starts << at;
+    // Everything up to the first picture after the key frame goes: the
+    // parameter sets stay (the parser repeats them only with key frames).
+    int keyFrameEnd = -1;
+    int keyFrameStart = -1;
+    int recoveryPoints = 0;
+    for (int i = 0; i < starts.size(); ++i) {
+        const int type = stream[starts[i] + 3] & 0x1f;
+        if (type == 5 && keyFrameStart < 0)
+            keyFrameStart = starts[i];
+        if (type == 1 && keyFrameStart >= 0 && keyFrameEnd < 0)
+            keyFrameEnd = starts[i];
+        if (type == 6 && starts[i] + 4 < stream.size() && stream[starts[i] + 4] == 6)
+            ++recoveryPoints;
+    }
+    QVERIFY(keyFrameStart > 0 && keyFrameEnd > keyFrameStart);
+    // One key frame only; recovery points instead.
+    QCOMPARE(stream.count(QByteArray("\0\0\1\x65", 4)), 1);
+    QVERIFY(recoveryPoints >= 3);
+    const QString cut = m_dir.filePath(QStringLiteral("intra-refresh-joined.h264"));
+    QFile cutFile(cut);
+    QVERIFY(cutFile.open(QIODevice::WriteOnly));
+    cutFile.write(stream.left(keyFrameStart) + stream.mid(keyFrameEnd));
+    cutFile.close();
+
+    kq::NodeWidget w(nullptr, kq::NodeWidget::NVM_Fit, Background);
+    w.setSession(videoSession(cut), QStringLiteral("refreshed"));
+    QTRY_VERIFY_WITH_TIMEOUT(!w.currentFrame().isNull(), 10000);
+    QVERIFY(w.statusText().isEmpty());
+    QString why;
+    QTRY_VERIFY2_WITH_TIMEOUT(showsBars(w.currentFrame(), &why), qPrintable(why), 10000);
 }
 
 void TestNodeWidgetVideo::unseenStreamStops()

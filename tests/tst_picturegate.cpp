@@ -1,10 +1,13 @@
-// The test of whether an H.264 or H.265 access unit starts a whole intra
-// picture, on access units written out byte by byte: NAL unit headers and
-// the first bits of slice headers, as Annex B byte streams (start codes) and
-// with length prefixes of 1, 2 and 4 bytes.
+// The gate before H.264 and H.265 decoders. Its test of whether an access
+// unit starts a whole picture, on access units written out byte by byte:
+// NAL unit headers, SEI messages and the first bits of slice headers, as
+// Annex B byte streams (start codes) and with length prefixes of 1, 2 and 4
+// bytes. And the gate itself before a fake sink fed by hand.
 #include "gstreamer/PictureGate_p.h"
 
 #include <QtTest>
+
+#include <gst/gst.h>
 
 using kq::video::Codec;
 
@@ -57,6 +60,14 @@ const QByteArray IFirst = bytes({ 0x21, 0xb0, 0x00 });
 const QByteArray SiFirst = bytes({ 0x21, 0x94, 0x00 });
 // Non-IDR, first_mb 0, slice_type 1 (B, "010"): 1 010 -> 1010 0000.
 const QByteArray BFirst = bytes({ 0x01, 0xa0, 0x00 });
+// SEI messages: a recovery point (payload type 6, one byte), and
+// unregistered user data (type 5) with a type and size written with 0xff
+// runs (type 5, size 256: ff 01).
+const QByteArray RecoveryPoint = bytes({ 0x06, 0x06, 0x01, 0x84, 0x80 });
+const QByteArray SeiThenRecoveryPoint = bytes({ 0x06, 0x05, 0x01, 0x00, 0x06, 0x01, 0x84, 0x80 });
+const QByteArray CutSei = bytes({ 0x06, 0xff, 0xff });
+// Non-IDR, first_mb 40 (see IdrSecond), slice_type 0 (P).
+const QByteArray PSecond = bytes({ 0x41, 0x05, 0x23, 0x00 });
 // Data partition A of an I slice at the first macroblock.
 const QByteArray PartitionAFirst = bytes({ 0x22, 0xb0, 0x00 });
 // Partition B (no slice header: starts with slice_id).
@@ -75,6 +86,7 @@ class TestPictureGate : public QObject {
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void h264_data();
     void h264();
     void h265_data();
@@ -84,7 +96,130 @@ private slots:
     void longSliceHeaderFields();
     void malformed_data();
     void malformed();
+    void gateBeforeAnElement();
+    void gateWithLengthPrefixes();
+    void gateLeavesOtherInputAlone_data();
+    void gateLeavesOtherInputAlone();
 };
+
+void TestPictureGate::initTestCase() { gst_init(nullptr, nullptr); }
+
+namespace {
+
+// A fake sink with a gate before it, in the PLAYING state, fed by hand:
+// counts the buffers that pass.
+struct GatedSink {
+    explicit GatedSink(const char* caps)
+    {
+        sink = gst_element_factory_make("fakesink", nullptr);
+        g_object_set(sink, "sync", FALSE, "async", FALSE, "signal-handoffs", TRUE, nullptr);
+        g_signal_connect(sink, "handoff", G_CALLBACK(+[](GstElement*, GstBuffer*, GstPad*, gpointer data) {
+            ++*static_cast<int*>(data);
+        }),
+            &passed);
+        kq::video::gateDecoderInput(sink);
+        gst_element_set_state(sink, GST_STATE_PLAYING);
+        pad = gst_element_get_static_pad(sink, "sink");
+        gst_pad_send_event(pad, gst_event_new_stream_start("gate"));
+        GstCaps* c = gst_caps_from_string(caps);
+        gst_pad_send_event(pad, gst_event_new_caps(c));
+        gst_caps_unref(c);
+        GstSegment segment;
+        gst_segment_init(&segment, GST_FORMAT_TIME);
+        gst_pad_send_event(pad, gst_event_new_segment(&segment));
+    }
+    ~GatedSink()
+    {
+        gst_object_unref(pad);
+        gst_element_set_state(sink, GST_STATE_NULL);
+        gst_object_unref(sink);
+    }
+    void push(const QByteArray& data)
+    {
+        GstBuffer* buffer = gst_buffer_new_memdup(data.constData(), gsize(data.size()));
+        QCOMPARE(gst_pad_chain(pad, buffer), GST_FLOW_OK);
+    }
+    void flush()
+    {
+        gst_pad_send_event(pad, gst_event_new_flush_start());
+        gst_pad_send_event(pad, gst_event_new_flush_stop(TRUE));
+        GstSegment segment;
+        gst_segment_init(&segment, GST_FORMAT_TIME);
+        gst_pad_send_event(pad, gst_event_new_segment(&segment));
+    }
+
+    GstElement* sink = nullptr;
+    GstPad* pad = nullptr;
+    int passed = 0;
+};
+
+} // namespace
+
+// Before the first whole intra picture nothing passes; from it on,
+// everything. A flush (a file looping) closes the gate again. 450 access
+// units without a picture start open it anyway.
+void TestPictureGate::gateBeforeAnElement()
+{
+    GatedSink gated("video/x-h264, stream-format=(string)byte-stream, alignment=(string)au");
+    const QByteArray p = annexB({ AccessUnitDelimiter, PFirst });
+    const QByteArray cutKeyFrame = annexB({ AccessUnitDelimiter, Sps, Pps, IdrSecond });
+    const QByteArray keyFrame = annexB({ AccessUnitDelimiter, Sps, Pps, IdrFirst, IdrSecond });
+    for (int i = 0; i < 5; ++i)
+        gated.push(p);
+    gated.push(cutKeyFrame);
+    QCOMPARE(gated.passed, 0);
+    gated.push(keyFrame);
+    QCOMPARE(gated.passed, 1);
+    gated.push(p);
+    gated.push(cutKeyFrame);
+    QCOMPARE(gated.passed, 3);
+
+    gated.flush();
+    gated.push(p);
+    QCOMPARE(gated.passed, 3);
+    // 450 dropped in all since the flush, then the gate gives up.
+    for (int i = 1; i < 450; ++i)
+        gated.push(p);
+    QCOMPARE(gated.passed, 3);
+    gated.push(p);
+    QCOMPARE(gated.passed, 4);
+    gated.push(p);
+    QCOMPARE(gated.passed, 5);
+}
+
+// The "avc" format: the length prefixes' size from the caps' decoder
+// configuration record (here 2 bytes: lengthSizeMinusOne 1).
+void TestPictureGate::gateWithLengthPrefixes()
+{
+    GatedSink gated("video/x-h264, stream-format=(string)avc, alignment=(string)au, "
+                    "codec_data=(buffer)0142c01efd");
+    gated.push(lengthPrefixed({ PFirst }, 2));
+    gated.push(lengthPrefixed({ IdrSecond }, 2));
+    QCOMPARE(gated.passed, 0);
+    gated.push(lengthPrefixed({ IdrFirst, IdrSecond }, 2));
+    QCOMPARE(gated.passed, 1);
+}
+
+void TestPictureGate::gateLeavesOtherInputAlone_data()
+{
+    QTest::addColumn<QString>("caps");
+    QTest::newRow("raw video") << QStringLiteral("video/x-raw, format=(string)I420, width=(int)8, height=(int)8");
+    QTest::newRow("JPEG") << QStringLiteral("image/jpeg");
+    // No decoder configuration record: the prefixes' size is unknown.
+    QTest::newRow("avc without its record") << QStringLiteral("video/x-h264, stream-format=(string)avc");
+    // Three-byte prefixes do not exist.
+    QTest::newRow("avc with a bad record")
+        << QStringLiteral("video/x-h264, stream-format=(string)avc, codec_data=(buffer)0142c01efe");
+}
+
+void TestPictureGate::gateLeavesOtherInputAlone()
+{
+    QFETCH(QString, caps);
+    GatedSink gated(caps.toUtf8().constData());
+    gated.push(annexB({ PFirst }));
+    gated.push(QByteArray(64, '\x5a'));
+    QCOMPARE(gated.passed, 2);
+}
 
 void TestPictureGate::h264_data()
 {
@@ -101,6 +236,13 @@ void TestPictureGate::h264_data()
     QTest::newRow("partition B only") << QList<QByteArray> { PartitionB } << false;
     QTest::newRow("parameter sets only") << QList<QByteArray> { Sps, Pps } << false;
     QTest::newRow("nothing") << QList<QByteArray> {} << false;
+    // Intra refresh: no key frames, a recovery point where decoding starts.
+    QTest::newRow("recovery point, P slice") << QList<QByteArray> { RecoveryPoint, PFirst } << true;
+    QTest::newRow("recovery point after another message") << QList<QByteArray> { SeiThenRecoveryPoint, PFirst } << true;
+    QTest::newRow("recovery point, P slice without its first")
+        << QList<QByteArray> { RecoveryPoint, PSecond } << false;
+    QTest::newRow("other message, P slice") << QList<QByteArray> { Sei, PFirst } << false;
+    QTest::newRow("message cut short, P slice") << QList<QByteArray> { CutSei, PFirst } << false;
 }
 
 void TestPictureGate::h264()
@@ -109,7 +251,7 @@ void TestPictureGate::h264()
     QFETCH(bool, starts);
     for (bool longCodes : { false, true }) {
         const QByteArray au = annexB(nals, longCodes);
-        QCOMPARE(kq::video::startsWholeIntraPicture(
+        QCOMPARE(kq::video::startsWholePicture(
                      reinterpret_cast<const unsigned char*>(au.constData()), size_t(au.size()), Codec::H264, 0),
             starts);
     }
@@ -130,6 +272,11 @@ void TestPictureGate::h265_data()
     QTest::newRow("TRAIL_R") << QList<QByteArray> { h265Nal(1, true) } << false;
     QTest::newRow("RASL") << QList<QByteArray> { h265Nal(9, true) } << false;
     QTest::newRow("parameter sets only") << QList<QByteArray> { vps, sps, pps } << false;
+    // Prefix SEI (type 39) with a recovery point.
+    const QByteArray recovery = bytes({ 0x4e, 0x01, 0x06, 0x01, 0x84, 0x80 });
+    QTest::newRow("recovery point, TRAIL_R") << QList<QByteArray> { recovery, h265Nal(1, true) } << true;
+    QTest::newRow("recovery point, TRAIL_R without its first segment")
+        << QList<QByteArray> { recovery, h265Nal(1, false) } << false;
 }
 
 void TestPictureGate::h265()
@@ -137,7 +284,7 @@ void TestPictureGate::h265()
     QFETCH(QList<QByteArray>, nals);
     QFETCH(bool, starts);
     const QByteArray au = annexB(nals);
-    QCOMPARE(kq::video::startsWholeIntraPicture(
+    QCOMPARE(kq::video::startsWholePicture(
                  reinterpret_cast<const unsigned char*>(au.constData()), size_t(au.size()), Codec::H265, 0),
         starts);
 }
@@ -158,7 +305,7 @@ void TestPictureGate::lengthPrefixes()
     const QByteArray cut = lengthPrefixed({ Sps, Pps, IdrSecond }, size);
     const QByteArray hevc = lengthPrefixed({ h265Nal(21, true) }, size);
     auto test = [&](const QByteArray& au, Codec codec) {
-        return kq::video::startsWholeIntraPicture(
+        return kq::video::startsWholePicture(
             reinterpret_cast<const unsigned char*>(au.constData()), size_t(au.size()), codec, size);
     };
     QVERIFY(test(whole, Codec::H264));
@@ -173,16 +320,16 @@ void TestPictureGate::longSliceHeaderFields()
 {
     const QByteArray far = bytes({ 0x65, 0x00, 0x00, 0x03, 0x01, 0x00, 0x11 });
     const QByteArray au = annexB({ far });
-    QVERIFY(!kq::video::startsWholeIntraPicture(
+    QVERIFY(!kq::video::startsWholePicture(
         reinterpret_cast<const unsigned char*>(au.constData()), size_t(au.size()), Codec::H264, 0));
     // The same after the start of a whole picture: the access unit's first
     // slice decides.
     const QByteArray after = annexB({ far, IdrFirst });
-    QVERIFY(!kq::video::startsWholeIntraPicture(
+    QVERIFY(!kq::video::startsWholePicture(
         reinterpret_cast<const unsigned char*>(after.constData()), size_t(after.size()), Codec::H264, 0));
     // The same header cut before the end of first_mb_in_slice.
     const QByteArray cut = annexB({ bytes({ 0x65, 0x00, 0x00 }) });
-    QVERIFY(!kq::video::startsWholeIntraPicture(
+    QVERIFY(!kq::video::startsWholePicture(
         reinterpret_cast<const unsigned char*>(cut.constData()), size_t(cut.size()), Codec::H264, 0));
 }
 
@@ -208,9 +355,9 @@ void TestPictureGate::malformed()
     QFETCH(int, lengthSize);
     // A copy of exactly the bytes given, so that a read past them is caught.
     std::vector<unsigned char> copy(data.begin(), data.end());
-    QVERIFY(!kq::video::startsWholeIntraPicture(copy.data(), copy.size(), Codec::H264, lengthSize));
-    QVERIFY(!kq::video::startsWholeIntraPicture(copy.data(), copy.size(), Codec::H265, lengthSize));
-    QVERIFY(!kq::video::startsWholeIntraPicture(nullptr, 0, Codec::H264, lengthSize));
+    QVERIFY(!kq::video::startsWholePicture(copy.data(), copy.size(), Codec::H264, lengthSize));
+    QVERIFY(!kq::video::startsWholePicture(copy.data(), copy.size(), Codec::H265, lengthSize));
+    QVERIFY(!kq::video::startsWholePicture(nullptr, 0, Codec::H264, lengthSize));
 }
 
 QTEST_GUILESS_MAIN(TestPictureGate)

@@ -14,6 +14,15 @@ namespace {
     constexpr int H265VclLast = 31; // 0 to 31 are slice segments
     constexpr int H265IrapFirst = 16; // random access points: BLA, IDR, CRA
     constexpr int H265IrapLast = 23;
+    constexpr int H264Sei = 6;
+    constexpr int H265PrefixSei = 39;
+    // The SEI message of a recovery point: where a stream without key
+    // frames (intra refresh) can be decoded from.
+    constexpr int RecoveryPointSei = 6;
+    // Access units dropped before the gate opens anyway (15 s at 30 a
+    // second): a stream that never starts a whole picture is left to the
+    // decoder rather than never shown.
+    constexpr int MostDropped = 450;
 
     // Bits of a NAL unit's payload, first to last, skipping the emulation
     // prevention bytes (00 00 03).
@@ -42,6 +51,19 @@ namespace {
             if (++m_bit == 8) {
                 m_bit = 0;
                 ++m_at;
+            }
+            return value;
+        }
+
+        // The next eight bits; -1 past the end.
+        int byte()
+        {
+            int value = 0;
+            for (int i = 0; i < 8; ++i) {
+                const int b = bit();
+                if (b < 0)
+                    return -1;
+                value = value << 1 | b;
             }
             return value;
         }
@@ -78,9 +100,40 @@ namespace {
 
     enum class Verdict { NotASlice, Starts, DoesNotStart };
 
+    // Whether an SEI NAL unit (header included) holds a recovery point.
+    bool hasRecoveryPoint(const unsigned char* nal, size_t size, Codec codec)
+    {
+        const size_t header = codec == Codec::H264 ? 1 : 2;
+        if (size <= header)
+            return false;
+        const int type = codec == Codec::H264 ? nal[0] & 0x1f : (nal[0] >> 1) & 0x3f;
+        if (type != (codec == Codec::H264 ? H264Sei : H265PrefixSei))
+            return false;
+        BitReader bytes(nal + header, size - header);
+        for (;;) {
+            // Type and size: runs of 0xff, each adding 255, then the rest.
+            long values[2] = { 0, 0 };
+            for (long& value : values) {
+                int b;
+                while ((b = bytes.byte()) == 0xff)
+                    value += 255;
+                if (b < 0)
+                    return false;
+                value += b;
+            }
+            if (values[0] == RecoveryPointSei)
+                return true;
+            // 0x80 alone is the trailing bits after the last message.
+            for (long i = 0; i < values[1]; ++i) {
+                if (bytes.byte() < 0)
+                    return false;
+            }
+        }
+    }
+
     // The verdict on a NAL unit (header included) as the first slice of an
-    // access unit.
-    Verdict judge(const unsigned char* nal, size_t size, Codec codec)
+    // access unit; `recoveryPoint` when the unit's SEI named one.
+    Verdict judge(const unsigned char* nal, size_t size, Codec codec, bool recoveryPoint)
     {
         if (codec == Codec::H264) {
             if (size < 2)
@@ -97,7 +150,7 @@ namespace {
                 return Verdict::DoesNotStart;
             // Slice types 2 and 7 are I, 4 and 9 SI.
             const bool intra = type == H264SliceIdr || sliceType % 5 == 2 || sliceType % 5 == 4;
-            return intra ? Verdict::Starts : Verdict::DoesNotStart;
+            return intra || recoveryPoint ? Verdict::Starts : Verdict::DoesNotStart;
         }
         if (size < 3)
             return Verdict::NotASlice;
@@ -105,9 +158,36 @@ namespace {
         if (type > H265VclLast)
             return Verdict::NotASlice;
         const bool firstSegment = nal[2] & 0x80;
-        return firstSegment && type >= H265IrapFirst && type <= H265IrapLast ? Verdict::Starts
-                                                                               : Verdict::DoesNotStart;
+        const bool randomAccess = type >= H265IrapFirst && type <= H265IrapLast;
+        return firstSegment && (randomAccess || recoveryPoint) ? Verdict::Starts : Verdict::DoesNotStart;
     }
+
+    // Goes through an access unit's NAL units until its first slice.
+    class AccessUnit {
+    public:
+        AccessUnit(Codec codec)
+            : m_codec(codec)
+        {
+        }
+
+        // Takes the next NAL unit; false once the verdict is in.
+        bool take(const unsigned char* nal, size_t size)
+        {
+            m_recoveryPoint = m_recoveryPoint || hasRecoveryPoint(nal, size, m_codec);
+            const Verdict verdict = judge(nal, size, m_codec, m_recoveryPoint);
+            if (verdict == Verdict::NotASlice)
+                return true;
+            m_starts = verdict == Verdict::Starts;
+            return false;
+        }
+
+        bool starts() const { return m_starts; }
+
+    private:
+        Codec m_codec;
+        bool m_recoveryPoint = false;
+        bool m_starts = false;
+    };
 
     // Where the next Annex B start code (00 00 01) begins at or after `from`;
     // size when there is none.
@@ -122,6 +202,7 @@ namespace {
 
     struct Gate {
         bool open = false;
+        int dropped = 0;
         bool gated = false; // the input is H.264 or H.265
         Codec codec = Codec::H264;
         int nalLengthSize = 0;
@@ -161,10 +242,12 @@ namespace {
 
     bool opens(Gate* gate, GstBuffer* buffer)
     {
+        if (++gate->dropped > MostDropped)
+            return true;
         GstMapInfo map;
         if (!gst_buffer_map(buffer, &map, GST_MAP_READ))
             return false;
-        const bool starts = startsWholeIntraPicture(map.data, map.size, gate->codec, gate->nalLengthSize);
+        const bool starts = startsWholePicture(map.data, map.size, gate->codec, gate->nalLengthSize);
         gst_buffer_unmap(buffer, &map);
         return starts;
     }
@@ -182,6 +265,7 @@ namespace {
                 // After a seek (a file looping) the stream starts again at
                 // a key frame: nothing to wait for, but nothing lost by it.
                 gate->open = false;
+                gate->dropped = 0;
             }
             return GST_PAD_PROBE_OK;
         }
@@ -214,10 +298,11 @@ namespace {
 
 } // namespace
 
-bool startsWholeIntraPicture(const unsigned char* data, size_t size, Codec codec, int nalLengthSize)
+bool startsWholePicture(const unsigned char* data, size_t size, Codec codec, int nalLengthSize)
 {
     if (!data)
         return false;
+    AccessUnit unit(codec);
     if (nalLengthSize == 0) {
         size_t at = nextStartCode(data, size, 0);
         while (at < size) {
@@ -227,9 +312,8 @@ bool startsWholeIntraPicture(const unsigned char* data, size_t size, Codec codec
             // A four-byte start code's leading zero belongs to it.
             while (end > begin && data[end - 1] == 0 && end < size)
                 --end;
-            const Verdict verdict = judge(data + begin, end - begin, codec);
-            if (verdict != Verdict::NotASlice)
-                return verdict == Verdict::Starts;
+            if (!unit.take(data + begin, end - begin))
+                return unit.starts();
             at = next;
         }
         return false;
@@ -244,9 +328,8 @@ bool startsWholeIntraPicture(const unsigned char* data, size_t size, Codec codec
         at += size_t(nalLengthSize);
         if (length > size - at)
             return false;
-        const Verdict verdict = judge(data + at, length, codec);
-        if (verdict != Verdict::NotASlice)
-            return verdict == Verdict::Starts;
+        if (!unit.take(data + at, length))
+            return unit.starts();
         at += length;
     }
     return false;
