@@ -110,6 +110,9 @@ namespace {
         if (type != (codec == Codec::H264 ? H264Sei : H265PrefixSei))
             return false;
         BitReader bytes(nal + header, size - header);
+        // Message after message, each a type, a size and that many bytes,
+        // until the end: the trailing bits (0x80) read as a type with no
+        // size after it.
         for (;;) {
             // Type and size: runs of 0xff, each adding 255, then the rest.
             long values[2] = { 0, 0 };
@@ -123,7 +126,6 @@ namespace {
             }
             if (values[0] == RecoveryPointSei)
                 return true;
-            // 0x80 alone is the trailing bits after the last message.
             for (long i = 0; i < values[1]; ++i) {
                 if (bytes.byte() < 0)
                     return false;
@@ -165,7 +167,7 @@ namespace {
     // Goes through an access unit's NAL units until its first slice.
     class AccessUnit {
     public:
-        AccessUnit(Codec codec)
+        explicit AccessUnit(Codec codec)
             : m_codec(codec)
         {
         }
@@ -262,8 +264,9 @@ namespace {
                 gst_event_parse_caps(event, &caps);
                 configure(gate, caps);
             } else if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP) {
-                // After a seek (a file looping) the stream starts again at
-                // a key frame: nothing to wait for, but nothing lost by it.
+                // After a flushing seek (a file looping) the gate waits for
+                // a whole picture again; a seek lands on a key frame, which
+                // opens it at once.
                 gate->open = false;
                 gate->dropped = 0;
             }
