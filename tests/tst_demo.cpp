@@ -1462,6 +1462,39 @@ void TestDemo::aKeyFrameIntervalStillBeingTypedIsOneTheCameraOffersOnApply()
 // has nothing to write.
 void TestDemo::keyFrameIntervalsThatDifferStayAsTheyWereWhenLeftAlone()
 {
+    // Cameras whose offered intervals differ, so that the box's lowest
+    // value (what it holds while it shows "<Multiple Values>") is one that
+    // not every camera offers: moved to an offered value, it would be
+    // written to them all.
+    QJsonObject document = QJsonDocument::fromJson(readFile(demo::CameraDocument::builtInPath())).object();
+    QJsonArray nodes = document.value(QStringLiteral("nodes")).toArray();
+    QVERIFY(nodes.size() >= 2);
+    const QList<QJsonArray> offered = { QJsonArray { 1, 10, 25 }, QJsonArray { 10, 25, 50, 100 } };
+    for (int n = 0; n < 2; ++n) {
+        QJsonObject node = nodes.at(n).toObject();
+        QJsonArray properties = node.value(QStringLiteral("properties")).toArray();
+        bool found = false;
+        for (int i = 0; i < properties.size(); ++i) {
+            QJsonObject property = properties.at(i).toObject();
+            if (property.value(QStringLiteral("idName")).toString() != QLatin1String("KeyFrameInterval"))
+                continue;
+            property.insert(QStringLiteral("values"), offered.at(n));
+            property.insert(QStringLiteral("selected"), 2); // 25 and 50
+            properties.replace(i, property);
+            found = true;
+        }
+        QVERIFY(found);
+        node.insert(QStringLiteral("properties"), properties);
+        nodes.replace(n, node);
+    }
+    document.insert(QStringLiteral("nodes"), nodes);
+    const QString path = demo::CameraDocument::userDataPath();
+    QVERIFY(QDir().mkpath(QFileInfo(path).absolutePath()));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(QJsonDocument(document).toJson());
+    file.close();
+
     openWindow();
     const QByteArray before = kq::NodeDB::getDB()->toJson();
     m_window->cameraList()->setFocus();
@@ -1469,6 +1502,7 @@ void TestDemo::keyFrameIntervalsThatDifferStayAsTheyWereWhenLeftAlone()
     clickTab(QStringLiteral("Video"));
     auto* box = widget<QSpinBox>("keyFrameInterval");
     QVERIFY(kq::isIndeterminate(box));
+    QCOMPARE(box->value(), 1); // offered by the first camera only
     box->setFocus();
     QVERIFY(QMetaObject::invokeMethod(box, "editingFinished"));
     QVERIFY(kq::isIndeterminate(box));
