@@ -123,6 +123,14 @@ private:
     // A 320 x 240 H.264 file of the bars, by default 8-bit 4:2:0 as cameras
     // send.
     QString barsFile(const QString& format = QStringLiteral("I420"));
+    // The bars at 320 x 240 as an H.264 byte stream of `frames` pictures at
+    // 30 a second, x264 given `options`, in the temporary folder's file
+    // `name`: the stream and where each of its NAL units' start codes
+    // (00 00 01) is.
+    void encodeH264Bars(
+        const QString& name, int frames, const QString& options, QByteArray* stream, QList<int>* starts);
+    // A file of the temporary folder holding `data`; its path.
+    QString writeFile(const QString& name, const QByteArray& data);
     QTemporaryDir m_dir;
 };
 
@@ -726,6 +734,39 @@ void TestNodeWidgetVideo::garbageFile()
     QCOMPARE(lines.filter(QStringLiteral("no video")).size(), 1);
 }
 
+void TestNodeWidgetVideo::encodeH264Bars(
+    const QString& name, int frames, const QString& options, QByteArray* stream, QList<int>* starts)
+{
+    const QString path = m_dir.filePath(name);
+    QString error;
+    QVERIFY2(kqtest::runPipeline(QStringLiteral("videotestsrc pattern=smpte num-buffers=%1 ! "
+                                                "video/x-raw,format=I420,width=320,height=240,framerate=30/1 ! "
+                                                "x264enc speed-preset=ultrafast %2 ! "
+                                                "video/x-h264,stream-format=byte-stream,alignment=au ! "
+                                                "filesink location=\"%3\"")
+                                     .arg(frames)
+                                     .arg(options, path),
+                 0, &error),
+        qPrintable(error));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    *stream = file.readAll();
+    starts->clear();
+    for (int at = stream->indexOf(QByteArray("\0\0\1", 3)); at >= 0;
+         at = stream->indexOf(QByteArray("\0\0\1", 3), at + 3))
+        *starts << at;
+    QVERIFY(!starts->isEmpty());
+}
+
+QString TestNodeWidgetVideo::writeFile(const QString& name, const QByteArray& data)
+{
+    const QString path = m_dir.filePath(name);
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size())
+        return QString();
+    return path;
+}
+
 // A client that joins a live stream can receive a key frame from its second
 // slice on; the decoder would show the missed part guessed (smeared, grey
 // or green) until the next key frame. Played from a file whose first key
@@ -734,24 +775,12 @@ void TestNodeWidgetVideo::garbageFile()
 void TestNodeWidgetVideo::keyFrameMissingItsFirstSliceIsNotShown()
 {
     // Two slices a picture (each half of it), a key frame every 2 s.
-    const QString whole = m_dir.filePath(QStringLiteral("two-slices.h264"));
-    QString error;
-    QVERIFY2(kqtest::runPipeline(QStringLiteral("videotestsrc pattern=smpte num-buffers=120 ! "
-                                                "video/x-raw,format=I420,width=320,height=240,framerate=30/1 ! "
-                                                "x264enc speed-preset=ultrafast key-int-max=60 option-string=slices=2 ! "
-                                                "video/x-h264,stream-format=byte-stream,alignment=au ! "
-                                                "filesink location=\"%1\"")
-                                     .arg(whole),
-                 0, &error),
-        qPrintable(error));
-    QFile file(whole);
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const QByteArray stream = file.readAll();
-    // The NAL units, each from its start code to the next.
+    QByteArray stream;
     QList<int> starts;
-    for (int at = stream.indexOf(QByteArray("\0\0\1", 3)); at >= 0;
-         at = stream.indexOf(QByteArray("\0\0\1", 3), at + 3))
-        starts << at;
+    encodeH264Bars(
+        QStringLiteral("two-slices.h264"), 120, QStringLiteral("key-int-max=60 option-string=slices=2"), &stream, &starts);
+    if (QTest::currentTestFailed())
+        return;
     QList<int> idrSlices;
     for (int i = 0; i < starts.size(); ++i) {
         if (starts[i] + 3 < stream.size() && (stream[starts[i] + 3] & 0x1f) == 5)
@@ -762,11 +791,9 @@ void TestNodeWidgetVideo::keyFrameMissingItsFirstSliceIsNotShown()
     QCOMPARE(idrSlices[1], idrSlices[0] + 1);
     const int cutFrom = starts[idrSlices[0]];
     const int cutTo = starts[idrSlices[1]];
-    const QString cut = m_dir.filePath(QStringLiteral("first-slice-lost.h264"));
-    QFile cutFile(cut);
-    QVERIFY(cutFile.open(QIODevice::WriteOnly));
-    cutFile.write(stream.left(cutFrom) + stream.mid(cutTo));
-    cutFile.close();
+    const QString cut = writeFile(QStringLiteral("first-slice-lost.h264"), stream.left(cutFrom) + stream.mid(cutTo));
+    QVERIFY(!cut.isEmpty());
+    const QString whole = m_dir.filePath(QStringLiteral("two-slices.h264"));
 
     kq::NodeWidget reference(nullptr, kq::NodeWidget::NVM_Fit, Background);
     reference.setSession(videoSession(whole), QStringLiteral("whole"));
@@ -802,23 +829,12 @@ void TestNodeWidgetVideo::keyFrameMissingItsFirstSliceIsNotShown()
 // for want of a key frame.
 void TestNodeWidgetVideo::intraRefreshJoinedAfterItsKeyFrameIsShown()
 {
-    const QString whole = m_dir.filePath(QStringLiteral("intra-refresh.h264"));
-    QString error;
-    QVERIFY2(kqtest::runPipeline(QStringLiteral("videotestsrc pattern=smpte num-buffers=150 ! "
-                                                "video/x-raw,format=I420,width=320,height=240,framerate=30/1 ! "
-                                                "x264enc speed-preset=ultrafast key-int-max=30 intra-refresh=true ! "
-                                                "video/x-h264,stream-format=byte-stream,alignment=au ! "
-                                                "filesink location=\"%1\"")
-                                     .arg(whole),
-                 0, &error),
-        qPrintable(error));
-    QFile file(whole);
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const QByteArray stream = file.readAll();
+    QByteArray stream;
     QList<int> starts;
-    for (int at = stream.indexOf(QByteArray("\0\0\1", 3)); at >= 0;
-         at = stream.indexOf(QByteArray("\0\0\1", 3), at + 3))
-        starts << at;
+    encodeH264Bars(
+        QStringLiteral("intra-refresh.h264"), 150, QStringLiteral("key-int-max=30 intra-refresh=true"), &stream, &starts);
+    if (QTest::currentTestFailed())
+        return;
     // Everything up to the first picture after the key frame goes: the
     // parameter sets stay (the parser repeats them only with key frames).
     int keyFrameEnd = -1;
@@ -837,11 +853,9 @@ void TestNodeWidgetVideo::intraRefreshJoinedAfterItsKeyFrameIsShown()
     // One key frame only; recovery points instead.
     QCOMPARE(stream.count(QByteArray("\0\0\1\x65", 4)), 1);
     QVERIFY(recoveryPoints >= 3);
-    const QString cut = m_dir.filePath(QStringLiteral("intra-refresh-joined.h264"));
-    QFile cutFile(cut);
-    QVERIFY(cutFile.open(QIODevice::WriteOnly));
-    cutFile.write(stream.left(keyFrameStart) + stream.mid(keyFrameEnd));
-    cutFile.close();
+    const QString cut = writeFile(QStringLiteral("intra-refresh-joined.h264"),
+        stream.left(keyFrameStart) + stream.mid(keyFrameEnd));
+    QVERIFY(!cut.isEmpty());
 
     kq::NodeWidget w(nullptr, kq::NodeWidget::NVM_Fit, Background);
     w.setSession(videoSession(cut), QStringLiteral("refreshed"));
