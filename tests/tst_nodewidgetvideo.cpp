@@ -783,7 +783,7 @@ void TestNodeWidgetVideo::keyFrameMissingItsFirstSliceIsNotShown()
         return;
     QList<int> idrSlices;
     for (int i = 0; i < starts.size(); ++i) {
-        if (starts[i] + 3 < stream.size() && (stream[starts[i] + 3] & 0x1f) == 5)
+        if (starts[i] + 3 < stream.size() && (stream.at(starts[i] + 3) & 0x1f) == 5)
             idrSlices << i;
     }
     // Both key frames in two slices.
@@ -841,12 +841,14 @@ void TestNodeWidgetVideo::intraRefreshJoinedAfterItsKeyFrameIsShown()
     int keyFrameStart = -1;
     int recoveryPoints = 0;
     for (int i = 0; i < starts.size(); ++i) {
-        const int type = stream[starts[i] + 3] & 0x1f;
+        if (starts[i] + 3 >= stream.size())
+            break;
+        const int type = stream.at(starts[i] + 3) & 0x1f;
         if (type == 5 && keyFrameStart < 0)
             keyFrameStart = starts[i];
         if (type == 1 && keyFrameStart >= 0 && keyFrameEnd < 0)
             keyFrameEnd = starts[i];
-        if (type == 6 && starts[i] + 4 < stream.size() && stream[starts[i] + 4] == 6)
+        if (type == 6 && starts[i] + 4 < stream.size() && stream.at(starts[i] + 4) == 6)
             ++recoveryPoints;
     }
     QVERIFY(keyFrameStart > 0 && keyFrameEnd > keyFrameStart);
