@@ -151,6 +151,13 @@ namespace {
     }
 
 #if KQ_VIDEO_AVX2
+    // The bytes of a component's row up to the end of its last sample.
+    int rowBytes(const Picture& picture, const Samples& s)
+    {
+        const int samples = (picture.size.width() + (1 << s.xShift) - 1) >> s.xShift;
+        return (samples - 1) * s.step + (s.wideShift ? 2 : 1);
+    }
+
     // How many of the first target columns can be read `bytes` bytes at
     // each offset without passing the last sample of any component's row (the
     // rest is read sample by sample). Offsets grow with the column.
@@ -159,9 +166,7 @@ namespace {
         const Samples* components[] = { &picture.y, &picture.u, &picture.v };
         int count = int(offsets[0]->size());
         for (int c = 0; c < 3; ++c) {
-            const Samples& s = *components[c];
-            const int samples = (picture.size.width() + (1 << s.xShift) - 1) >> s.xShift;
-            const int end = (samples - 1) * s.step + (s.wideShift ? 2 : 1);
+            const int end = rowBytes(picture, *components[c]);
             while (count > 0 && (*offsets[c])[size_t(count - 1)] + bytes > end)
                 --count;
         }
@@ -175,35 +180,55 @@ namespace {
     }
 
     // Blocks of eight target columns whose samples of each component lie
-    // within the 16 bytes from the block's first one: per block and
-    // component, the _mm_shuffle_epi8 mask that takes them, in order, from
-    // those 16 bytes as eight 16-bit words (a byte zero-extended, or a
-    // 16-bit sample). Blocks go in pairs, as the two halves of one 256-bit
-    // mask per component (Y, U, V: 96 bytes a pair); an odd last block is
-    // paired with itself. Empty when some block of the first `count`
-    // columns spans more.
-    std::vector<uchar> shuffleMasks(const Picture& picture, const std::vector<int>* const offsets[3], int count)
+    // within 16 bytes of the row: per block and component, where those 16
+    // bytes start (at the block's first sample, or further back for the
+    // blocks at the row's end, so as not to read past its last sample) and
+    // the _mm_shuffle_epi8 mask that takes the samples from them, in order,
+    // as eight 16-bit words (a byte zero-extended, or a 16-bit sample).
+    // Blocks go in pairs, as the two halves of one 256-bit mask per
+    // component (Y, U, V: 96 bytes a pair; their six starts likewise); an
+    // odd last block is paired with itself. Empty when some block of the
+    // first `count` columns spans more, or a row is shorter than 16 bytes.
+    struct ShuffleBlocks {
+        std::vector<uchar> masks;
+        std::vector<int> starts;
+        bool isEmpty() const { return masks.empty(); }
+    };
+
+    ShuffleBlocks shuffleBlocks(const Picture& picture, const std::vector<int>* const offsets[3], int count)
     {
+        const Samples* components[] = { &picture.y, &picture.u, &picture.v };
         const int size = picture.y.wideShift ? 2 : 1;
         const int blocks = count / 8;
-        std::vector<uchar> masks(size_t((blocks + 1) / 2) * 96, 0x80);
-        for (int block = 0; block < blocks; ++block) {
-            const int x = block * 8;
-            for (int c = 0; c < 3; ++c) {
-                const std::vector<int>& at = *offsets[c];
-                uchar* mask = masks.data() + size_t(block / 2) * 96 + size_t(c) * 32 + size_t(block % 2) * 16;
+        const size_t pairs = size_t((blocks + 1) / 2);
+        ShuffleBlocks result;
+        result.masks.assign(pairs * 96, 0x80);
+        result.starts.assign(pairs * 6, 0);
+        for (int c = 0; c < 3; ++c) {
+            const int last = rowBytes(picture, *components[c]) - 16;
+            if (last < 0)
+                return {};
+            const std::vector<int>& at = *offsets[c];
+            for (int block = 0; block < blocks; ++block) {
+                const int x = block * 8;
+                const int start = std::min(at[size_t(x)], last);
+                uchar* mask = result.masks.data() + size_t(block / 2) * 96 + size_t(c) * 32 + size_t(block % 2) * 16;
+                int* starts = result.starts.data() + size_t(block / 2) * 6 + size_t(c) * 2;
+                starts[block % 2] = start;
                 for (int j = 0; j < 8; ++j) {
-                    const int from = at[size_t(x + j)] - at[size_t(x)];
+                    const int from = at[size_t(x + j)] - start;
                     if (from + size > 16)
                         return {};
                     for (int k = 0; k < size; ++k)
                         mask[j * 2 + k] = uchar(from + k);
                 }
-                if (block % 2 == 0 && block + 1 == blocks)
+                if (block % 2 == 0 && block + 1 == blocks) {
                     std::memcpy(mask + 16, mask, 16);
+                    starts[1] = start;
+                }
             }
         }
-        return masks;
+        return result;
     }
 
     // Eight samples, a 32-bit lane each, narrowed to 8 bits as sampleAt()
@@ -318,13 +343,13 @@ namespace {
     // target does not show: sixteen at a time with the blocks' shuffle
     // masks when there are some, else eight at a time gathered.
     __attribute__((target("avx2"))) void yuvBlocks(const Picture& picture, const uchar* luma, const uchar* cb,
-        const uchar* cr, const std::vector<int>* const offsets[3], const std::vector<uchar>& masks,
+        const uchar* cr, const std::vector<int>* const offsets[3], const ShuffleBlocks& shuffle,
         const YuvMatrix16& m, int count, quint32* out)
     {
-        const int* atY = offsets[0]->data();
-        const int* atU = offsets[1]->data();
-        const int* atV = offsets[2]->data();
-        if (masks.empty()) {
+        if (shuffle.isEmpty()) {
+            const int* atY = offsets[0]->data();
+            const int* atU = offsets[1]->data();
+            const int* atV = offsets[2]->data();
             for (int x = 0; x < count; x += 8) {
                 const __m256i pixels = yuvPixels(gathered(luma, atY + x, picture.y), gathered(cb, atU + x, picture.u),
                     gathered(cr, atV + x, picture.v), picture.matrix);
@@ -332,21 +357,20 @@ namespace {
             }
             return;
         }
-        int x = 0;
-        for (; x + 16 <= count; x += 16) {
-            const uchar* mask = masks.data() + size_t(x / 16) * 96;
-            yuvPixels16(shuffled16(luma + atY[x], luma + atY[x + 8], mask, picture.y),
-                shuffled16(cb + atU[x], cb + atU[x + 8], mask + 32, picture.u),
-                shuffled16(cr + atV[x], cr + atV[x + 8], mask + 64, picture.v), m, out + x);
-        }
-        if (x < count) {
-            // An odd last block: converted twice over, the first eight kept.
-            alignas(32) quint32 pixels[16];
-            const uchar* mask = masks.data() + size_t(x / 16) * 96;
-            yuvPixels16(shuffled16(luma + atY[x], luma + atY[x], mask, picture.y),
-                shuffled16(cb + atU[x], cb + atU[x], mask + 32, picture.u),
-                shuffled16(cr + atV[x], cr + atV[x], mask + 64, picture.v), m, pixels);
-            std::memcpy(out + x, pixels, 8 * sizeof(quint32));
+        for (int x = 0; x < count; x += 16) {
+            const uchar* mask = shuffle.masks.data() + size_t(x / 16) * 96;
+            const int* at = shuffle.starts.data() + size_t(x / 16) * 6;
+            const __m256i y = shuffled16(luma + at[0], luma + at[1], mask, picture.y);
+            const __m256i u = shuffled16(cb + at[2], cb + at[3], mask + 32, picture.u);
+            const __m256i v = shuffled16(cr + at[4], cr + at[5], mask + 64, picture.v);
+            if (x + 16 <= count) {
+                yuvPixels16(y, u, v, m, out + x);
+            } else {
+                // An odd last block, paired with itself: the first eight kept.
+                alignas(32) quint32 pixels[16];
+                yuvPixels16(y, u, v, m, pixels);
+                std::memcpy(out + x, pixels, 8 * sizeof(quint32));
+            }
         }
     }
 #endif
@@ -410,25 +434,27 @@ void drawScaled(const Picture& picture, const QRectF& source, QImage* target)
         && pairs <= width;
     // With AVX2, unless that row conversion serves an enlarged picture, each
     // target pixel's own Y, U and V are read and converted: taken from 16
-    // bytes loaded where a block of eight target columns starts while its
-    // samples lie within them (8-bit samples reduced to no less than about
-    // half), two blocks at a time in 16-bit arithmetic; else eight at a time
-    // with gather loads, which beat converting the row only below two
-    // thirds. The work follows the target's pixels, not the source row's.
-    // Measured per frame (fastest of 8 x 50): 1080p 4:2:0 shown at 1280 x
-    // 720, 0.66 ms converting rows, 0.22 ms in blocks (0.39 ms eight at a
-    // time in 32-bit arithmetic); 10-bit 4:4:4, 2.2 ms picking samples one by
-    // one, 1.2 ms gathered; 320 x 240 4:2:0 shown at 1280 x 960, 0.12 ms
-    // converting rows, 0.18 ms in blocks.
-    std::vector<uchar> masks;
+    // bytes loaded where a block of eight target columns starts (further back
+    // at the row's end) while its samples lie within them (8-bit samples
+    // reduced to no less than about half), two blocks at a time in 16-bit
+    // arithmetic; else eight at a time with gather loads, which beat
+    // converting the row only below two thirds. The work follows the
+    // target's pixels, not the source row's. Measured per frame (fastest of
+    // 8 x 50): 1080p 4:2:0 shown at 1280 x 720, 0.66 ms converting rows,
+    // 0.19 ms in blocks (0.23 ms with the last 16 to 24 pixels of each row
+    // converted one by one; 0.39 ms eight at a time in 32-bit arithmetic);
+    // 10-bit 4:4:4, 2.2 ms picking samples one by one, 1.2 ms gathered; 320
+    // x 240 4:2:0 shown at 1280 x 960, 0.12 ms converting rows, 0.18 ms in
+    // blocks.
     int blockColumns = -1;
 #if KQ_VIDEO_AVX2
+    ShuffleBlocks shuffle;
     const std::vector<int>* const columnOffsets[3] = { &at, &atU, &atV };
     const YuvMatrix16 matrix16(picture.matrix);
     if (!picture.rgb32 && hasAvx2() && !(rowFirst && 2 * pairs <= width)) {
-        blockColumns = readable(picture, columnOffsets, 16) & ~7;
-        masks = shuffleMasks(picture, columnOffsets, blockColumns);
-        if (masks.empty()) {
+        blockColumns = width & ~7;
+        shuffle = shuffleBlocks(picture, columnOffsets, blockColumns);
+        if (shuffle.isEmpty()) {
             if (rowFirst && 4 * pairs <= 3 * width)
                 blockColumns = -1;
             else
@@ -462,7 +488,7 @@ void drawScaled(const Picture& picture, const QRectF& source, QImage* target)
             const uchar* uRow = rowOf(picture.u, rows[size_t(y)]);
             const uchar* vRow = rowOf(picture.v, rows[size_t(y)]);
 #if KQ_VIDEO_AVX2
-            yuvBlocks(picture, row, uRow, vRow, columnOffsets, masks, matrix16, blockColumns, out);
+            yuvBlocks(picture, row, uRow, vRow, columnOffsets, shuffle, matrix16, blockColumns, out);
 #endif
             for (int x = blockColumns; x < width; ++x)
                 out[x] = yuvPixel(sampleAt(picture.y, row, at[size_t(x)]), sampleAt(picture.u, uRow, atU[size_t(x)]),
