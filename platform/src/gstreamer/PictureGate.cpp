@@ -100,14 +100,19 @@ namespace {
 
     enum class Verdict { NotASlice, Starts, DoesNotStart };
 
+    // The size of a NAL unit's header, and its type (from the header's
+    // first byte).
+    size_t headerSize(Codec codec) { return codec == Codec::H264 ? 1 : 2; }
+    int nalType(const unsigned char* nal, Codec codec)
+    {
+        return codec == Codec::H264 ? nal[0] & 0x1f : (nal[0] >> 1) & 0x3f;
+    }
+
     // Whether an SEI NAL unit (header included) holds a recovery point.
     bool hasRecoveryPoint(const unsigned char* nal, size_t size, Codec codec)
     {
-        const size_t header = codec == Codec::H264 ? 1 : 2;
-        if (size <= header)
-            return false;
-        const int type = codec == Codec::H264 ? nal[0] & 0x1f : (nal[0] >> 1) & 0x3f;
-        if (type != (codec == Codec::H264 ? H264Sei : H265PrefixSei))
+        const size_t header = headerSize(codec);
+        if (size <= header || nalType(nal, codec) != (codec == Codec::H264 ? H264Sei : H265PrefixSei))
             return false;
         BitReader bytes(nal + header, size - header);
         // Message after message, each a type, a size and that many bytes,
@@ -137,10 +142,10 @@ namespace {
     // access unit; `recoveryPoint` when the unit's SEI named one.
     Verdict judge(const unsigned char* nal, size_t size, Codec codec, bool recoveryPoint)
     {
+        if (size <= headerSize(codec))
+            return Verdict::NotASlice;
+        const int type = nalType(nal, codec);
         if (codec == Codec::H264) {
-            if (size < 2)
-                return Verdict::NotASlice;
-            const int type = nal[0] & 0x1f;
             // Data partitions B and C carry no slice header; they follow
             // their partition A.
             if (type < H264SliceFirst || type > H264SliceIdr || type == H264PartitionB || type == H264PartitionC)
@@ -154,9 +159,6 @@ namespace {
             const bool intra = type == H264SliceIdr || sliceType % 5 == 2 || sliceType % 5 == 4;
             return intra || recoveryPoint ? Verdict::Starts : Verdict::DoesNotStart;
         }
-        if (size < 3)
-            return Verdict::NotASlice;
-        const int type = (nal[0] >> 1) & 0x3f;
         if (type > H265VclLast)
             return Verdict::NotASlice;
         const bool firstSegment = nal[2] & 0x80;
