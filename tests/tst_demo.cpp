@@ -228,6 +228,7 @@ private Q_SLOTS:
     void applyWithoutEditsChangesNothing_data();
     void applyWithoutEditsChangesNothing();
     void saveWithoutEditsKeepsTheNodeDatabase();
+    void aVideoShownForTheRunIsNotSaved();
     void applyAndRevertFollowTheChanges();
     void changingTheSelectionAsksAboutChanges_data();
     void changingTheSelectionAsksAboutChanges();
@@ -937,6 +938,81 @@ void TestDemo::saveWithoutEditsKeepsTheNodeDatabase()
         QTest::mouseClick(widget<QPushButton>("save"), Qt::LeftButton);
         QCOMPARE(kq::NodeDB::getDB()->toJson(), before);
     }
+}
+
+void TestDemo::aVideoShownForTheRunIsNotSaved()
+{
+    // The built-in cameras, the gate with a video of its own.
+    QFile resource(demo::CameraDocument::builtInPath());
+    QVERIFY(resource.open(QIODevice::ReadOnly));
+    const QByteArray builtIn = resource.readAll();
+    QJsonObject document = QJsonDocument::fromJson(builtIn).object();
+    QJsonArray nodes = document.value(QStringLiteral("nodes")).toArray();
+    for (int n = 0; n < nodes.size(); ++n) {
+        QJsonObject node = nodes.at(n).toObject();
+        if (node.value(QStringLiteral("id")).toString() == kGate) {
+            node.insert(QStringLiteral("video"), QStringLiteral("gate.mkv"));
+            nodes.replace(n, node);
+        }
+    }
+    document.insert(QStringLiteral("nodes"), nodes);
+    const QByteArray own = QJsonDocument(document).toJson();
+    const QString path = m_scratch.filePath(QStringLiteral("own-video.json"));
+    writeFile(path, own);
+
+    auto videoOf = [](const QString& id) {
+        return kq::NodeDB::getDB()->node(id)->session()->attribute(QStringLiteral("video"));
+    };
+    // A file, so that no camera is asked for a stream.
+    const QString shown = m_scratch.filePath(QStringLiteral("shown.mp4"));
+    demo::CameraDocument cameras;
+    QStringList problems;
+    QVERIFY(cameras.loadAtStart(path, &problems));
+    cameras.setVideoOverride(shown);
+    QCOMPARE(cameras.videoOverride(), shown);
+    const QStringList ids = kq::NodeDB::getDB()->nodeIds();
+    QCOMPARE(ids.size(), 4);
+    for (const QString& id : ids)
+        QCOMPARE(videoOf(id).toString(), shown);
+
+    // Saved from the window without an edit: the document as it was, and
+    // the cameras go on showing the run's video.
+    QVERIFY(demotest::showMainWindow(m_window, cameras));
+    clickCameras(ids);
+    QTest::mouseClick(widget<QPushButton>("save"), Qt::LeftButton);
+    QCOMPARE(camerasOf(readFile(path)), camerasOf(own));
+    for (const QString& id : ids)
+        QCOMPARE(videoOf(id).toString(), shown);
+
+    // An edit saved: the edit goes in, the run's video does not.
+    clickCameras({ kGate });
+    clickTab(QStringLiteral("Video"));
+    auto* port = widget<QSpinBox>("httpPort");
+    const int oldPort = port->value();
+    QTest::keyClick(port, Qt::Key_Up);
+    QTest::mouseClick(widget<QPushButton>("save"), Qt::LeftButton);
+    const QMap<QString, QJsonObject> saved = camerasOf(readFile(path));
+    QCOMPARE(saved.value(kGate).value(QStringLiteral("video")).toString(), QStringLiteral("gate.mkv"));
+    for (const QString& id : ids) {
+        if (id != kGate)
+            QCOMPARE(saved.value(id), camerasOf(own).value(id));
+    }
+    QCOMPARE(int(cameraProperty(kGate, demo::HttpPortProperty)->value()), oldPort + 1);
+    m_window.reset();
+
+    // A document loaded later in the run shows it too and is saved as it was.
+    QString error;
+    QVERIFY2(cameras.load(demo::CameraDocument::builtInPath(), &error), qPrintable(error));
+    for (const QString& id : kq::NodeDB::getDB()->nodeIds())
+        QCOMPARE(videoOf(id).toString(), shown);
+    QVERIFY2(cameras.save(&error), qPrintable(error));
+    QCOMPARE(camerasOf(readFile(demo::CameraDocument::userDataPath())), camerasOf(builtIn));
+
+    // No longer shown: each camera's own video again.
+    QVERIFY2(cameras.load(path, &error), qPrintable(error));
+    cameras.setVideoOverride(QString());
+    QCOMPARE(videoOf(kGate).toString(), QStringLiteral("gate.mkv"));
+    QVERIFY(!videoOf(kEntrance).isValid());
 }
 
 void TestDemo::applyAndRevertFollowTheChanges()

@@ -50,6 +50,9 @@ bool CameraDocument::load(const QString& path, QString* error)
     // The old cameras go with the scratch database.
     kq::NodeDB::getDB()->swap(scratch);
     m_source = path;
+    m_ownVideo.clear();
+    if (!m_videoOverride.isEmpty())
+        showOverride(true);
     return true;
 }
 
@@ -79,13 +82,45 @@ bool CameraDocument::save(QString* error) const
         *error = QStringLiteral("Cannot create the folder for %1").arg(where);
         return false;
     }
+    // The document gets the cameras' own video, not what this run shows.
+    if (!m_videoOverride.isEmpty())
+        showOverride(false);
+    const QByteArray json = kq::NodeDB::getDB()->toJson();
+    if (!m_videoOverride.isEmpty())
+        showOverride(true);
     // QSaveFile replaces the old file only once the new one is complete.
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(kq::NodeDB::getDB()->toJson()) < 0 || !file.commit()) {
+    if (!file.open(QIODevice::WriteOnly) || file.write(json) < 0 || !file.commit()) {
         *error = QStringLiteral("Cannot write %1: %2").arg(where, file.errorString());
         return false;
     }
     return true;
+}
+
+void CameraDocument::setVideoOverride(const QString& url)
+{
+    if (!m_videoOverride.isEmpty())
+        showOverride(false);
+    m_videoOverride = url;
+    if (!m_videoOverride.isEmpty())
+        showOverride(true);
+}
+
+void CameraDocument::showOverride(bool override) const
+{
+    const QString key = QStringLiteral("video");
+    kq::NodeDB* db = kq::NodeDB::getDB();
+    for (const QString& id : db->nodeIds()) {
+        const auto session = db->node(id)->session();
+        if (override) {
+            m_ownVideo.insert(id, session->attribute(key));
+            session->setAttribute(key, m_videoOverride);
+        } else if (m_ownVideo.contains(id)) {
+            session->setAttribute(key, m_ownVideo.value(id));
+        }
+    }
+    if (!override)
+        m_ownVideo.clear();
 }
 
 } // namespace demo

@@ -9,8 +9,10 @@
 //   back to that file.
 #pragma once
 
+#include <QHash>
 #include <QString>
 #include <QStringList>
+#include <QVariant>
 
 namespace demo {
 
@@ -48,8 +50,23 @@ public:
     // file is then left as it was.
     bool save(QString* error) const;
 
+    // Shows url (a stream or video file) on every camera, those loaded now
+    // and those of documents loaded later, for this run only: it is not
+    // part of any document, and save() writes each camera's own "video"
+    // (or none). An empty url shows the cameras' own video again.
+    void setVideoOverride(const QString& url);
+    QString videoOverride() const { return m_videoOverride; }
+
 private:
+    // Puts the override on the cameras now in the node database, keeping
+    // what each had, or puts back what they had (override false).
+    void showOverride(bool override) const;
+
     QString m_source;
+    QString m_videoOverride;
+    // The cameras' own "video", by node id, while the override shows
+    // (invalid: the camera had none).
+    mutable QHash<QString, QVariant> m_ownVideo;
 };
 
 } // namespace demo
