@@ -249,8 +249,19 @@ void TestNodeWidget::unreadableFileFallsBack()
     kq::LogQt::setDevice(nullptr);
     QCOMPARE(w.frameSize(), QSize(320, 180));
     QVERIFY(ballCentre(w.currentFrame()).x() > 0); // the test scene
-    QVERIFY2(log.data().contains("cannot read the video file /nonexistent/clip.gif of node broken"),
+    QVERIFY2(log.data().contains("cannot read the video file /nonexistent/clip.gif of node broken: "),
         log.data().constData());
+
+    // A widget that shows no node (a pane over a bare coordinate system)
+    // names none.
+    QBuffer anonymous;
+    kq::LogQt::setDevice(&anonymous);
+    kq::NodeWidget unnamed(nullptr, kq::NodeWidget::NVM_Fit, Background);
+    showVideo(unnamed, QSize(320, 180), QStringLiteral("/nonexistent/clip.gif"), QString());
+    kq::LogQt::setDevice(nullptr);
+    QVERIFY2(anonymous.data().contains("cannot read the video file /nonexistent/clip.gif: "),
+        anonymous.data().constData());
+    QVERIFY2(!anonymous.data().contains("of node"), anonymous.data().constData());
 }
 
 void TestNodeWidget::letterboxedPainting()

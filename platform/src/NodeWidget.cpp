@@ -113,6 +113,8 @@ void NodeWidget::setDisplayFlag(DisplayFlag flag, bool on)
     setDisplayFlags(on ? (m_displayFlags | flag) : (m_displayFlags & ~DisplayFlags(flag)));
 }
 
+QString ofNode(const QString& id) { return id.isEmpty() ? QString() : QStringLiteral(" of node ") + id; }
+
 void NodeWidget::setSession(kqm::smart<INodeConfigSession> session, const NodeID& id)
 {
     m_session = session;
@@ -277,8 +279,8 @@ void NodeWidget::openSource()
         }
 #endif
         if (!m_movie && m_still.isNull()) {
-            logLine(Log::Warning, "NodeWidget: cannot read the video file ", path, " of node ", m_nodeId,
-                ": ", reader.errorString(), "; showing the test scene");
+            logLine(Log::Warning, "NodeWidget: cannot read the video file ", path, ofNode(m_nodeId), ": ",
+                reader.errorString(), "; showing the test scene");
             setStatus(QFileInfo(file).exists()
                     ? tr("No video: cannot read %1").arg(QFileInfo(file).fileName())
                     : tr("No video: no file %1").arg(QFileInfo(file).fileName()));

@@ -167,7 +167,7 @@ void NodeWidget::openStream(const QString& source)
     }
 #endif
     Q_UNUSED(state);
-    logLine(Log::Warning, "NodeWidget: cannot play ", video::redacted(source), " of node ", m_nodeId,
+    logLine(Log::Warning, "NodeWidget: cannot play ", video::redacted(source), ofNode(m_nodeId),
         ": this build plays no video streams; showing the test scene");
     setStatus(tr("No video: streams are not supported"));
     renderScene();

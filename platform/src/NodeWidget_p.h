@@ -48,6 +48,10 @@ StreamState& streamOf(const NodeWidget* widget);
 void addStreamState(const NodeWidget* widget);
 void removeStreamState(const NodeWidget* widget);
 
+// " of node ID" for log lines, or nothing for a widget not showing a node
+// (a pane given a coordinate system without one).
+QString ofNode(const QString& id);
+
 // Paints the stream's newest frame, the part `source` of it into `target`,
 // converting only the pixels shown (and only once per frame and size), and
 // the background around it. False, with nothing painted, when the widget
