@@ -732,6 +732,13 @@ void TestNodeWidgetVideo::garbageFile()
     QVERIFY(w.currentFrame().isNull());
     const QStringList lines = log.lines(&levels);
     QCOMPARE(lines.filter(QStringLiteral("no video")).size(), 1);
+
+    // Without a frame there is no size or rate to tell: the bottom left,
+    // where the frame line goes, shows the background.
+    w.resize(320, 180);
+    const QImage shown = w.grab().toImage();
+    for (int x = 4; x < 60; ++x)
+        QCOMPARE(shown.pixelColor(x, shown.height() - 10), Background);
 }
 
 void TestNodeWidgetVideo::encodeH264Bars(

@@ -436,7 +436,8 @@ void NodeWidget::paintEvent(QPaintEvent*)
     if (state.stream)
         fps = qRound(state.stream->frameRate());
 #endif
-    if (m_displayFlags.testFlag(DF_FrameInfo))
+    // No frame yet (a stream connecting or failing): no size or rate to tell.
+    if (m_displayFlags.testFlag(DF_FrameInfo) && !m_frame.isNull())
         label(QStringLiteral("%1 x %2, %3 fps").arg(m_frame.width()).arg(m_frame.height()).arg(fps),
             Qt::AlignBottom);
 #if KQ_WITH_GSTREAMER

@@ -76,7 +76,7 @@ public:
 
     enum DisplayFlag {
         DF_Caption = 0x1, // the node's identifier drawn at the top left
-        DF_FrameInfo = 0x2, // frame size and rate drawn at the bottom left
+        DF_FrameInfo = 0x2, // frame size and rate drawn at the bottom left, once there is a frame
     };
     Q_DECLARE_FLAGS(DisplayFlags, DisplayFlag)
 
