@@ -252,8 +252,22 @@ void TestNodeWidget::unreadableFileFallsBack()
     QVERIFY2(log.data().contains("cannot read the video file /nonexistent/clip.gif of node broken: "),
         log.data().constData());
 
-    // A widget that shows no node (a pane over a bare coordinate system)
-    // names none.
+    // A widget given a session without an identifier (as a pane is) names
+    // the node the node database holds that session under...
+    auto held = makeSession(QSize(320, 180));
+    held->setAttribute(QStringLiteral("video"), QStringLiteral("/nonexistent/clip.gif"));
+    kq::NodeDB::getDB()->insert(QStringLiteral("cam-held"), QStringLiteral("Held"), held);
+    QBuffer named;
+    kq::LogQt::setDevice(&named);
+    kq::NodeWidget pane(nullptr, kq::NodeWidget::NVM_Fit, Background);
+    pane.setFrameRate(0);
+    pane.setSession(held);
+    kq::LogQt::setDevice(nullptr);
+    QVERIFY(kq::NodeDB::getDB()->remove(QStringLiteral("cam-held")));
+    QVERIFY2(named.data().contains("cannot read the video file /nonexistent/clip.gif of node cam-held: "),
+        named.data().constData());
+
+    // ... and none for a session the database does not hold.
     QBuffer anonymous;
     kq::LogQt::setDevice(&anonymous);
     kq::NodeWidget unnamed(nullptr, kq::NodeWidget::NVM_Fit, Background);

@@ -113,7 +113,24 @@ void NodeWidget::setDisplayFlag(DisplayFlag flag, bool on)
     setDisplayFlags(on ? (m_displayFlags | flag) : (m_displayFlags & ~DisplayFlags(flag)));
 }
 
-QString ofNode(const QString& id) { return id.isEmpty() ? QString() : QStringLiteral(" of node ") + id; }
+QString loggedNode(const NodeWidget* widget)
+{
+    const kqm::smart<INodeConfigSession> session = widget->session();
+    if (!widget->nodeId().isEmpty() || session.null())
+        return widget->nodeId();
+    const NodeDB* db = NodeDB::getDB();
+    for (const QString& id : db->nodeIds()) {
+        if (db->session(id) == session)
+            return id;
+    }
+    return QString();
+}
+
+QString ofNode(const NodeWidget* widget)
+{
+    const QString id = loggedNode(widget);
+    return id.isEmpty() ? QString() : QStringLiteral(" of node ") + id;
+}
 
 void NodeWidget::setSession(kqm::smart<INodeConfigSession> session, const NodeID& id)
 {
@@ -279,7 +296,7 @@ void NodeWidget::openSource()
         }
 #endif
         if (!m_movie && m_still.isNull()) {
-            logLine(Log::Warning, "NodeWidget: cannot read the video file ", path, ofNode(m_nodeId), ": ",
+            logLine(Log::Warning, "NodeWidget: cannot read the video file ", path, ofNode(this), ": ",
                 reader.errorString(), "; showing the test scene");
             setStatus(QFileInfo(file).exists()
                     ? tr("No video: cannot read %1").arg(QFileInfo(file).fileName())

@@ -157,7 +157,7 @@ void NodeWidget::openStream(const QString& source)
         // the system does not trust: given per node, never assumed.
         auto* memory = dynamic_cast<const MemoryConfigSession*>(m_session.get());
         const QString trusted = memory ? memory->attribute(QStringLiteral("videoTrust")).toString() : QString();
-        state.stream = new video::VideoStream(source, m_nodeId, trusted, this);
+        state.stream = new video::VideoStream(source, loggedNode(this), trusted, this);
         connect(state.stream, &video::VideoStream::frameReady, this, &NodeWidget::showStreamFrame);
         connect(state.stream, &video::VideoStream::statusChanged, this, &NodeWidget::setStatus);
         setStatus(state.stream->status());
@@ -167,7 +167,7 @@ void NodeWidget::openStream(const QString& source)
     }
 #endif
     Q_UNUSED(state);
-    logLine(Log::Warning, "NodeWidget: cannot play ", video::redacted(source), ofNode(m_nodeId),
+    logLine(Log::Warning, "NodeWidget: cannot play ", video::redacted(source), ofNode(this),
         ": this build plays no video streams; showing the test scene");
     setStatus(tr("No video: streams are not supported"));
     renderScene();

@@ -48,9 +48,14 @@ StreamState& streamOf(const NodeWidget* widget);
 void addStreamState(const NodeWidget* widget);
 void removeStreamState(const NodeWidget* widget);
 
-// " of node ID" for log lines, or nothing for a widget not showing a node
-// (a pane given a coordinate system without one).
-QString ofNode(const QString& id);
+// The node a widget shows, for its log lines: its identifier, or for a
+// widget given a session without one (a pane over a coordinate system), the
+// identifier under which the node database holds that session; empty when
+// neither names it. Looked up only when a line is written or a stream
+// opened, so a widget pays nothing for it otherwise.
+QString loggedNode(const NodeWidget* widget);
+// " of node ID" for a log line, or nothing when there is no node to name.
+QString ofNode(const NodeWidget* widget);
 
 // Paints the stream's newest frame, the part `source` of it into `target`,
 // converting only the pixels shown (and only once per frame and size), and
