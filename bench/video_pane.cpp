@@ -6,7 +6,10 @@
 // - resident memory early in a longer run and at its end.
 //
 //   configdialogs_video_bench [--seconds N] [--memory-seconds M] [--windows W] [--format F] [--rtsp]
-//                             [--encoding fastest|camera]
+//                             [--encoding fastest|camera] [--rounds N]
+//
+// --rounds N measures N times, GStreamer alone and a new pane in turn, and
+// prints the medians: on a shared machine one run moves with the load.
 //
 // The file is made first with GStreamer's encoders (colour bars scrolling
 // sideways, 10 s), in a temporary folder. The goal's ratio is measured on
@@ -46,6 +49,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <memory>
 #include <cstdio>
 #include <vector>
 
@@ -96,6 +100,15 @@ double percentile(std::vector<double> values, double p)
     return values[std::min(values.size() - 1, size_t(p * (values.size() - 1) + 0.5))];
 }
 
+double median(std::vector<double> values)
+{
+    if (values.empty())
+        return -1;
+    std::sort(values.begin(), values.end());
+    const size_t n = values.size();
+    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -121,11 +134,16 @@ int main(int argc, char** argv)
                        "measured on) or camera (Main profile, CABAC and deblocking, 5 Mbit/s, a moving zone "
                        "plate)."),
         QStringLiteral("E"), QStringLiteral("fastest"));
-    parser.addOptions({ secondsOption, memoryOption, windowsOption, formatOption, rtspOption, encodingOption });
+    const QCommandLineOption roundsOption(QStringLiteral("rounds"),
+        QStringLiteral("Measure this many times, GStreamer alone and the pane in turn, and give the medians."),
+        QStringLiteral("N"), QStringLiteral("1"));
+    parser.addOptions(
+        { secondsOption, memoryOption, windowsOption, formatOption, rtspOption, encodingOption, roundsOption });
     parser.process(app);
     const int seconds = parser.value(secondsOption).toInt();
     const int memorySeconds = parser.value(memoryOption).toInt();
     const int windows = qBound(0, parser.value(windowsOption).toInt(), 64);
+    const int rounds = qBound(1, parser.value(roundsOption).toInt(), 100);
     QTextStream out(stdout);
 
     // The source: a file made here, or the live camera of
@@ -140,7 +158,7 @@ int main(int argc, char** argv)
         camera.start(QStringLiteral(KQ_RTSP_CAMERA),
             { QStringLiteral("--size"), QStringLiteral("1920x1080"), QStringLiteral("--rate"), QStringLiteral("30"),
                 QStringLiteral("--format"), parser.value(formatOption), QStringLiteral("--seconds"),
-                QString::number(3 * seconds + memorySeconds + 30) });
+                QString::number((2 * rounds + 1) * (seconds + 1) + memorySeconds + 30) });
         if (!camera.waitForReadyRead(30000)) {
             out << "the RTSP camera did not start\n";
             return 1;
@@ -177,35 +195,13 @@ int main(int argc, char** argv)
         reference = QStringLiteral("filesrc location=\"%1\" ! qtdemux ! h264parse ! avdec_h264").arg(source);
     }
     const bool live = parser.isSet(rtspOption);
+    const QString sync = live ? QStringLiteral("false") : QStringLiteral("true");
+    out << "1080p30 H.264 " << (live ? "over RTSP from 127.0.0.1" : "file") << " (" << parser.value(formatOption)
+        << (live ? QString() : QStringLiteral(", %1 encoding").arg(parser.value(encodingOption))) << "), "
+        << windows << " windows, pane 1280 x 720\n";
+    out.flush();
 
-    // GStreamer alone: the same stream decoded at its rate into a fake sink,
-    // and decoded and converted to 32-bit RGB.
-    QString error;
-    double cpu = cpuSeconds();
-    QElapsedTimer wall;
-    wall.start();
-    kqtest::runPipeline(QStringLiteral("%1 ! fakesink sync=%2").arg(reference, live ? "false" : "true"), seconds, &error);
-    const double decodeCpu = cpuSeconds() - cpu;
-    const double decodeWall = wall.elapsed() / 1000.0;
-    cpu = cpuSeconds();
-    wall.restart();
-    kqtest::runPipeline(QStringLiteral("%1 ! videoconvert ! video/x-raw,format=BGRx ! fakesink sync=%2")
-                            .arg(reference, live ? "false" : "true"),
-        seconds, &error);
-    const double convertCpu = cpuSeconds() - cpu;
-    const double convertWall = wall.elapsed() / 1000.0;
-
-    kqgui::VideoMotionWindowPane pane;
-    pane.resize(1280, 720);
-    pane.show();
-    kqm::smart<kq::MemoryConfigSession> session(new kq::MemoryConfigSession(QRectF(0, 0, 1920, 1080)));
-    session->setAttribute(QStringLiteral("video"), source);
-    pane.setCoordinateSystem(session);
-    pane.showOnScreenDisplay(true);
-    for (int i = 0; i < windows; ++i) {
-        const QPoint corner((i % 8) * 240 + 10, (i / 8) * 135 + 10);
-        pane.addRect(QRect(corner, corner + QPoint(200, 100)), Qt::white);
-    }
+    // The delay of each frame painted, from the pane's property.
     std::vector<double> delays;
     struct Recorder : QObject {
         std::vector<double>* delays;
@@ -217,38 +213,99 @@ int main(int argc, char** argv)
         }
     } recorder;
     recorder.delays = &delays;
-    spin(1000); // the first frame, before measuring
-    pane.installEventFilter(&recorder);
-    const int firstFrame = pane.frameNumber();
-    cpu = cpuSeconds();
-    const double guiCpuBefore = threadCpuSeconds();
-    wall.restart();
-    spin(seconds * 1000);
-    const double paneCpu = cpuSeconds() - cpu;
-    const double guiCpu = threadCpuSeconds() - guiCpuBefore;
-    const double paneWall = wall.elapsed() / 1000.0;
-    const int frames = pane.frameNumber() - firstFrame;
-    pane.removeEventFilter(&recorder);
+    kqm::smart<kq::MemoryConfigSession> session(new kq::MemoryConfigSession(QRectF(0, 0, 1920, 1080)));
+    session->setAttribute(QStringLiteral("video"), source);
 
-    out << "1080p30 H.264 " << (live ? "over RTSP from 127.0.0.1" : "file") << " (" << parser.value(formatOption)
-        << (live ? QString() : QStringLiteral(", %1 encoding").arg(parser.value(encodingOption))) << "), " << pane.count() << " windows, pane 1280 x 720\n";
-    out << QStringLiteral("decode into fakesink: %1 s CPU in %2 s\n")
-               .arg(decodeCpu, 0, 'f', 2)
-               .arg(decodeWall, 0, 'f', 1);
-    out << QStringLiteral("decode and convert to RGB into fakesink: %1 s CPU in %2 s\n")
-               .arg(convertCpu, 0, 'f', 2)
-               .arg(convertWall, 0, 'f', 1);
-    out << QStringLiteral("pane over the video:  %1 s CPU in %2 s, %3 frames painted (%4 per s)\n")
-               .arg(paneCpu, 0, 'f', 2)
-               .arg(paneWall, 0, 'f', 1)
-               .arg(frames)
-               .arg(frames / paneWall, 0, 'f', 1);
-    out << QStringLiteral("of which the GUI thread: %1 s CPU, %2 ms a frame painted\n")
-               .arg(guiCpu, 0, 'f', 2)
-               .arg(frames > 0 ? guiCpu * 1000 / frames : 0.0, 0, 'f', 2);
-    out << QStringLiteral("CPU ratio per wall second: %1 to decoding, %2 to decoding and converting\n")
-               .arg((paneCpu / paneWall) / (decodeCpu / decodeWall), 0, 'f', 2)
-               .arg((paneCpu / paneWall) / (convertCpu / convertWall), 0, 'f', 2);
+    // Each round runs GStreamer alone, then a new pane over the same stream
+    // for as long; the ratio of a round compares the two. The machine's
+    // other load moves single runs, so the median of several is the figure
+    // to quote.
+    std::vector<double> ratios;
+    std::vector<double> guiPerFrame;
+    std::unique_ptr<kqgui::VideoMotionWindowPane> pane;
+    for (int round = 1; round <= rounds; ++round) {
+        pane.reset(); // the previous round's stream stops with its pane
+        QString error;
+        double cpu = cpuSeconds();
+        QElapsedTimer wall;
+        wall.start();
+        kqtest::runPipeline(QStringLiteral("%1 ! fakesink sync=%2").arg(reference, sync), seconds, &error);
+        const double decodeCpu = cpuSeconds() - cpu;
+        const double decodeWall = wall.elapsed() / 1000.0;
+        double convertCpu = 0;
+        double convertWall = 0;
+        if (round == 1) {
+            // Decoded and converted to 32-bit RGB, as a player would: once.
+            cpu = cpuSeconds();
+            wall.restart();
+            kqtest::runPipeline(
+                QStringLiteral("%1 ! videoconvert ! video/x-raw,format=BGRx ! fakesink sync=%2").arg(reference, sync),
+                seconds, &error);
+            convertCpu = cpuSeconds() - cpu;
+            convertWall = wall.elapsed() / 1000.0;
+        }
+
+        pane = std::make_unique<kqgui::VideoMotionWindowPane>();
+        pane->resize(1280, 720);
+        pane->show();
+        pane->setCoordinateSystem(session);
+        pane->showOnScreenDisplay(true);
+        for (int i = 0; i < windows; ++i) {
+            const QPoint corner((i % 8) * 240 + 10, (i / 8) * 135 + 10);
+            pane->addRect(QRect(corner, corner + QPoint(200, 100)), Qt::white);
+        }
+        spin(1000); // the first frame, before measuring
+        pane->installEventFilter(&recorder);
+        const int firstFrame = pane->frameNumber();
+        cpu = cpuSeconds();
+        const double guiCpuBefore = threadCpuSeconds();
+        wall.restart();
+        spin(seconds * 1000);
+        const double paneCpu = cpuSeconds() - cpu;
+        const double guiCpu = threadCpuSeconds() - guiCpuBefore;
+        const double paneWall = wall.elapsed() / 1000.0;
+        const int frames = pane->frameNumber() - firstFrame;
+        pane->removeEventFilter(&recorder);
+        const double ratio = (paneCpu / paneWall) / (decodeCpu / decodeWall);
+        const double guiMs = frames > 0 ? guiCpu * 1000 / frames : 0.0;
+        ratios.push_back(ratio);
+        guiPerFrame.push_back(guiMs);
+
+        if (rounds > 1)
+            out << "round " << round << " of " << rounds << ":\n";
+        out << QStringLiteral("decode into fakesink: %1 s CPU in %2 s\n")
+                   .arg(decodeCpu, 0, 'f', 2)
+                   .arg(decodeWall, 0, 'f', 1);
+        if (round == 1)
+            out << QStringLiteral("decode and convert to RGB into fakesink: %1 s CPU in %2 s\n")
+                       .arg(convertCpu, 0, 'f', 2)
+                       .arg(convertWall, 0, 'f', 1);
+        out << QStringLiteral("pane over the video:  %1 s CPU in %2 s, %3 frames painted (%4 per s)\n")
+                   .arg(paneCpu, 0, 'f', 2)
+                   .arg(paneWall, 0, 'f', 1)
+                   .arg(frames)
+                   .arg(frames / paneWall, 0, 'f', 1);
+        out << QStringLiteral("of which the GUI thread: %1 s CPU, %2 ms a frame painted\n")
+                   .arg(guiCpu, 0, 'f', 2)
+                   .arg(guiMs, 0, 'f', 2);
+        out << QStringLiteral("CPU ratio per wall second: %1 to decoding").arg(ratio, 0, 'f', 2);
+        if (round == 1)
+            out << QStringLiteral(", %1 to decoding and converting")
+                       .arg((paneCpu / paneWall) / (convertCpu / convertWall), 0, 'f', 2);
+        out << "\n";
+        out.flush();
+    }
+    if (rounds > 1) {
+        out << QStringLiteral("over %1 rounds: CPU ratio to decoding median %2 (%3 to %4), GUI thread median %5 ms "
+                              "a frame (%6 to %7)\n")
+                   .arg(rounds)
+                   .arg(median(ratios), 0, 'f', 2)
+                   .arg(*std::min_element(ratios.begin(), ratios.end()), 0, 'f', 2)
+                   .arg(*std::max_element(ratios.begin(), ratios.end()), 0, 'f', 2)
+                   .arg(median(guiPerFrame), 0, 'f', 2)
+                   .arg(*std::min_element(guiPerFrame.begin(), guiPerFrame.end()), 0, 'f', 2)
+                   .arg(*std::max_element(guiPerFrame.begin(), guiPerFrame.end()), 0, 'f', 2);
+    }
     out << QStringLiteral("sink to paint: median %1 ms, 99th percentile %2 ms (%3 frames)\n")
                .arg(percentile(delays, 0.5), 0, 'f', 2)
                .arg(percentile(delays, 0.99), 0, 'f', 2)
