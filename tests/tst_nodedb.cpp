@@ -56,6 +56,7 @@ private Q_SLOTS:
     void replacesNodesOfTheSameId();
     void handlesOutliveReplacement();
     void insertRemoveClear();
+    void idOfFindsTheNodeOfASession();
     void equalInfosAndChoicesAreSharedBetweenNodes();
     void sharedChoicesDetachOnWrite();
     void sessionFindsPropertiesAtEverySize_data();
@@ -242,6 +243,29 @@ void TestNodeDB::insertRemoveClear()
     db->clear();
     QVERIFY(db->nodeIds().isEmpty());
     QCOMPARE(QJsonDocument::fromJson(db->toJson()).object().value(QStringLiteral("nodes")).toArray().size(), 0);
+}
+
+void TestNodeDB::idOfFindsTheNodeOfASession()
+{
+    kq::NodeDB* db = kq::NodeDB::getDB();
+    QVERIFY(db->loadJson(R"({ "nodes": [ { "id": "a" }, { "id": "b" } ] })"));
+    const kqm::smart<kq::INodeConfigSession> a = db->session(QStringLiteral("a"));
+    const kqm::smart<kq::INodeConfigSession> b = db->session(QStringLiteral("b"));
+    QCOMPARE(db->idOf(a), QStringLiteral("a"));
+    QCOMPARE(db->idOf(b), QStringLiteral("b"));
+    // A session of no node here, a null handle, a node gone.
+    const kqm::smart<kq::INodeConfigSession> loose(new kq::MemoryConfigSession(QRectF(0, 0, 320, 240)));
+    QVERIFY(db->idOf(loose).isEmpty());
+    QVERIFY(db->idOf(kqm::smart<kq::INodeConfigSession>()).isEmpty());
+    QVERIFY(db->remove(QStringLiteral("a")));
+    QVERIFY(db->idOf(a).isEmpty());
+    // One session under a new identifier: found there.
+    kqm::smart<kq::MemoryConfigSession> hand(new kq::MemoryConfigSession(QRectF(0, 0, 320, 240)));
+    db->insert(QStringLiteral("hand"), QString(), hand);
+    QCOMPARE(db->idOf(hand), QStringLiteral("hand"));
+    // Another database does not know this one's sessions.
+    kq::NodeDB other;
+    QVERIFY(other.idOf(b).isEmpty());
 }
 
 namespace {

@@ -33,6 +33,19 @@ kqm::smart<INodeConfigSession> NodeDB::session(const QString& id) const
     return n->session();
 }
 
+QString NodeDB::idOf(const kqm::smart<INodeConfigSession>& session) const
+{
+    const INodeConfigSession* wanted = session.get();
+    if (!wanted)
+        return QString();
+    for (auto it = m_nodes.cbegin(); it != m_nodes.cend(); ++it) {
+        const INodeConfigSession* held = it.value()->m_session.get();
+        if (held == wanted)
+            return it.key();
+    }
+    return QString();
+}
+
 QStringList NodeDB::nodeIds() const
 {
     return m_order;

@@ -115,15 +115,7 @@ void NodeWidget::setDisplayFlag(DisplayFlag flag, bool on)
 
 QString loggedNode(const NodeWidget* widget)
 {
-    const kqm::smart<INodeConfigSession> session = widget->session();
-    if (!widget->nodeId().isEmpty() || session.null())
-        return widget->nodeId();
-    const NodeDB* db = NodeDB::getDB();
-    for (const QString& id : db->nodeIds()) {
-        if (db->session(id) == session)
-            return id;
-    }
-    return QString();
+    return widget->nodeId().isEmpty() ? NodeDB::getDB()->idOf(widget->session()) : widget->nodeId();
 }
 
 QString ofNode(const NodeWidget* widget)

@@ -39,6 +39,8 @@ public:
     kqm::smart<MemoryConfigSession> session() const { return m_session; }
 
 private:
+    friend class NodeDB; // compares sessions without copying handles
+
     QString m_id;
     QString m_name;
     kqm::smart<MemoryConfigSession> m_session;
@@ -59,6 +61,10 @@ public:
     kqm::smart<INodeConfigSession> session(const QString& id) const;
     // Identifiers in the order the nodes were first loaded.
     QStringList nodeIds() const;
+    // The identifier of the node whose configuration session is session;
+    // empty for a null handle or a session no node here has. Walks the
+    // nodes: for the occasional question, not for every frame.
+    QString idOf(const kqm::smart<INodeConfigSession>& session) const;
 
     // Adds the document's nodes, replacing nodes of the same identifier.
     // On bad input returns false, sets *error to a message naming the node,
