@@ -49,8 +49,8 @@
 #include <time.h>
 
 #include <algorithm>
-#include <memory>
 #include <cstdio>
+#include <memory>
 #include <vector>
 
 namespace {
@@ -100,13 +100,16 @@ double percentile(std::vector<double> values, double p)
     return values[std::min(values.size() - 1, size_t(p * (values.size() - 1) + 0.5))];
 }
 
-double median(std::vector<double> values)
+// "median (lowest to highest)" of the values, two decimals.
+QString spread(std::vector<double> values)
 {
-    if (values.empty())
-        return -1;
     std::sort(values.begin(), values.end());
     const size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+    const double median = n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+    return QStringLiteral("%1 (%2 to %3)")
+        .arg(median, 0, 'f', 2)
+        .arg(values.front(), 0, 'f', 2)
+        .arg(values.back(), 0, 'f', 2);
 }
 
 } // namespace
@@ -296,15 +299,9 @@ int main(int argc, char** argv)
         out.flush();
     }
     if (rounds > 1) {
-        out << QStringLiteral("over %1 rounds: CPU ratio to decoding median %2 (%3 to %4), GUI thread median %5 ms "
-                              "a frame (%6 to %7)\n")
+        out << QStringLiteral("over %1 rounds: CPU ratio to decoding median %2, GUI thread ms a frame median %3\n")
                    .arg(rounds)
-                   .arg(median(ratios), 0, 'f', 2)
-                   .arg(*std::min_element(ratios.begin(), ratios.end()), 0, 'f', 2)
-                   .arg(*std::max_element(ratios.begin(), ratios.end()), 0, 'f', 2)
-                   .arg(median(guiPerFrame), 0, 'f', 2)
-                   .arg(*std::min_element(guiPerFrame.begin(), guiPerFrame.end()), 0, 'f', 2)
-                   .arg(*std::max_element(guiPerFrame.begin(), guiPerFrame.end()), 0, 'f', 2);
+                   .arg(spread(ratios), spread(guiPerFrame));
     }
     out << QStringLiteral("sink to paint: median %1 ms, 99th percentile %2 ms (%3 frames)\n")
                .arg(percentile(delays, 0.5), 0, 'f', 2)
